@@ -1,0 +1,52 @@
+#pragma once
+// Test doubles for the platform seams. A test that touches the clock, settings, log or
+// the end of the process holds a TestSeams for its whole life (or derives from
+// SeamsTest); the destructor puts the defaults back.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "foundation/platform.h"
+
+namespace ovn::test {
+
+// Thrown by the test exit handler, so that "the process ends at once" can be asserted.
+struct ProcessExited {
+  int code;
+};
+
+class TestSeams {
+ public:
+  TestSeams();
+  ~TestSeams();
+  TestSeams(const TestSeams&) = delete;
+  TestSeams& operator=(const TestSeams&) = delete;
+
+  VirtualClock clock;
+  MemorySettingsStore settings;
+  MemoryLogSink log;
+  std::vector<std::string> fatal_texts;  // what fatal_error showed, in order
+  int pumps = 0;                         // how often the event pump ran
+};
+
+class SeamsTest : public ::testing::Test {
+ protected:
+  TestSeams seams;
+};
+
+}  // namespace ovn::test
+
+// Runs `statement` and expects it to end the process with `code`.
+#define EXPECT_PROCESS_EXIT(statement, expected_code)               \
+  do {                                                              \
+    bool ovn_exited_ = false;                                       \
+    try {                                                           \
+      statement;                                                    \
+    } catch (const ::ovn::test::ProcessExited& e) {                 \
+      ovn_exited_ = true;                                           \
+      EXPECT_EQ(e.code, (expected_code));                           \
+    }                                                               \
+    EXPECT_TRUE(ovn_exited_) << "expected the process to end here"; \
+  } while (0)
