@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -18,6 +19,16 @@ double SystemClock::now_ms() {
 
 void SystemClock::sleep(double ms) {
   if (ms > 0) std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(ms));
+}
+
+double SystemClock::wall_ms() {
+  using namespace std::chrono;
+  auto now = system_clock::now();
+  std::time_t t = system_clock::to_time_t(now);
+  std::tm local{};
+  localtime_r(&t, &local);
+  double ms = double(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000);
+  return double(timegm(&local)) * 1000.0 + ms;
 }
 
 void VirtualClock::advance(double ms) {

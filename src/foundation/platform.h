@@ -26,6 +26,8 @@ class Clock {
   virtual double now_ms() = 0;
   // Blocks for `ms` milliseconds (nothing happens for ms <= 0). Does not pump events.
   virtual void sleep(double ms) = 0;
+  // The local wall time as milliseconds since 1970-01-01 00:00:00 (local, not UTC).
+  virtual double wall_ms() = 0;
 };
 
 // The machine's steady clock; sleep really sleeps.
@@ -33,22 +35,27 @@ class SystemClock final : public Clock {
  public:
   double now_ms() override;
   void sleep(double ms) override;
+  double wall_ms() override;
 };
 
 // A clock for tests: sleeping advances time at once, so a three-attempt time-out path runs
 // in microseconds and always the same way. Observers run after every advance (a simulated
-// instrument uses that to move its signals on).
+// instrument uses that to move its signals on). Its wall time starts at
+// 2026-11-23 10:00:00.000 and moves with it.
 class VirtualClock final : public Clock {
  public:
-  explicit VirtualClock(double start_ms = 1000.0) : now_(start_ms) {}
+  static constexpr double kWallStart = 1795428000000.0;  // 2026-11-23 10:00:00
+  explicit VirtualClock(double start_ms = 1000.0) : start_(start_ms), now_(start_ms) {}
   double now_ms() override { return now_; }
   void sleep(double ms) override { advance(ms); }
+  double wall_ms() override { return kWallStart + (now_ - start_); }
   void advance(double ms);
   // Adds an observer called with the new time after each advance; returns its id.
   int on_advance(std::function<void(double)> observer);
   void remove_observer(int id);
 
  private:
+  double start_;
   double now_;
   int next_id_ = 1;
   std::map<int, std::function<void(double)>> observers_;
