@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/platform.h"
 #include "support/seams.h"
@@ -82,6 +83,27 @@ TEST(Escapes, SwappedLineLettersAndOctalSwallow) {
   EXPECT_EQ(kw_escape(std::string("\x7f\x05", 2), false), "\\x7F\\x5");
   for (std::string s : {std::string("line\rnext\nend\t\\"), std::string("\0\f\b\v~ ", 6)})
     EXPECT_EQ(kw_unescape(kw_escape(s, false)), s) << kw_escape(s, false);
+}
+
+}  // namespace
+}  // namespace ovn
+
+namespace ovn {
+namespace {
+
+using test::SeamsTest;
+
+TEST_F(SeamsTest, DebugLogStampsSecondsSinceThePreviousLine) {
+  debug_log_reset();
+  debug_log("RS232 OPEN  COM1 9600,n,8,1");
+  seams.clock.advance(1234.5);
+  debug_log("first part ", true);
+  seams.clock.advance(50);  // a continued line keeps its stamp
+  debug_log("second part");
+  EXPECT_EQ(seams.log.lines, (std::vector<std::string>{"2026-11-23 10:00:00 *****Debug  init",
+                                                       "000.000 RS232 OPEN  COM1 9600,n,8,1",
+                                                       "001.234 first part second part"}));
+  debug_log_reset();
 }
 
 }  // namespace
