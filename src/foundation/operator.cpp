@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "foundation/debug_log.h"
 #include "foundation/operator_internal.h"
@@ -91,7 +92,7 @@ GibButtonList gmb_parse_buttons(const std::string& list) {
     }
     bool row_started = false;
     // A button opens at most one row; further row codes on it shape that same row.
-    auto row_code = [&](RowAlign align, bool blank_before) {
+    auto row_code = [&](std::optional<RowAlign> align, bool blank_before) {
       if (k > 0 && !row_started) {
         if (out.rows.size() == kGibMaxRows)
           fatal_error("gib: more than " + std::to_string(kGibMaxRows) + " button rows in \"" +
@@ -99,8 +100,8 @@ GibButtonList gmb_parse_buttons(const std::string& list) {
         out.rows.push_back({});
       }
       row_started = true;
-      out.rows.back().align = align;
-      out.rows.back().blank_before = out.rows.back().blank_before || blank_before;
+      if (align) out.rows.back().align = *align;
+      if (blank_before) out.rows.back().blank_before = true;
     };
     // Every code is "?" and one character, so the longest match is the only match.
     size_t at = 0;
@@ -117,7 +118,7 @@ GibButtonList gmb_parse_buttons(const std::string& list) {
           row_code(RowAlign::Right, false);
           break;
         case ' ':
-          row_code(RowAlign::Center, true);
+          row_code(std::nullopt, true);
           break;
         case '_':
           button.spaced = true;

@@ -53,12 +53,12 @@ const char* box_kind_name(BoxKind kind) {
   return "?";
 }
 
-ScriptedOperator::ScriptedOperator() {
+ScriptedOperator::ScriptedOperator() : previous_(current_operator()) {
   set_operator(this);
 }
 
 ScriptedOperator::~ScriptedOperator() {
-  if (current_operator() == this) set_operator(nullptr);
+  if (current_operator() == this) set_operator(previous_);
   if (!check_at_end) return;
   for (const Expectation& e : queue_)
     ADD_FAILURE() << "the operator expected a " << box_kind_name(e.kind) << " matching \""

@@ -3,7 +3,7 @@
 // records every box shown, so tests assert the program's exact words.
 //
 //   TestSeams seams;               // virtual clock etc. (or derive from SeamsTest)
-//   ScriptedOperator op;           // installs itself; uninstalls when it goes
+//   ScriptedOperator op;           // installs itself; puts the previous one back when it goes
 //   op.expect_gib("Communications Failure on COM1", "Skip");  // press the "Skip" button
 //   op.expect_gib("Configuration uploaded", 0);               // press button 0
 //   op.expect_msg_box("Retry opening?", MsgAnswer::No);
@@ -153,6 +153,7 @@ class ScriptedOperator : public Operator {
   // nothing. `box` is recorded in `shown` either way.
   std::optional<Expectation> take(Shown box);
   std::deque<Expectation> queue_;
+  Operator* previous_;  // put back when this one goes
 };
 
 }  // namespace ovn::test
