@@ -232,8 +232,10 @@ TEST_F(OperatorTest, ShortFormsCarryTheirStyleAndShowNothingForAnEmptyText) {
 TEST_F(OperatorTest, ATimedBoxShowsNoButtonsRunsDownOnTheClockAndReturnsZero) {
   op.expect_gib("Please wait for", 0);
   double start = now_ms();
+  int pumps_before = seams.pumps;
   EXPECT_EQ(gib("Please wait for 2 seconds", "OK", 0, "", "", 2), 0);
   EXPECT_EQ(now_ms() - start, 20 * 102.0);
+  EXPECT_EQ(seams.pumps - pumps_before, 20);  // the program goes on while it counts down
   EXPECT_TRUE(op.last().buttons.empty());
   EXPECT_EQ(op.last().gib.ticks, 20);
 }
