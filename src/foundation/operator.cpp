@@ -326,11 +326,13 @@ std::vector<UserInputField> user_input_parse_text(const std::string& separator,
 namespace {
 
 bool show_input_form() {
-  UserInputForm& form = state().input;
-  Operator& op = op_required("user_input", form.title);
+  // The operator is shown a copy: an event handler may open another form meanwhile.
+  const UserInputForm shown = state().input;
+  Operator& op = op_required("user_input", shown.title);
   std::vector<std::string> typed;
-  for (const UserInputField& field : form.fields) typed.push_back(field.data);
-  bool accepted = op.show_user_input(form, typed);
+  for (const UserInputField& field : shown.fields) typed.push_back(field.data);
+  bool accepted = op.show_user_input(shown, typed);
+  UserInputForm& form = state().input;
   // Whatever the button, the enabled fields keep what was typed, so that showing the form
   // again after a refused value keeps the operator's work.
   for (size_t i = 0; i < form.fields.size() && i < typed.size(); ++i)

@@ -26,8 +26,21 @@ int safe_button(const GibButtonList& list) {
   return list.buttons.empty() ? 0 : static_cast<int>(list.buttons.size()) - 1;
 }
 
-const char* const kMsgButtonCaptions[] = {"OK", "OK|Cancel", "Yes|No", "Yes|No|Cancel",
-                                          "Retry|Cancel"};
+std::vector<std::string> msg_captions(MsgButtons buttons) {
+  switch (buttons) {
+    case MsgButtons::Ok:
+      return {"OK"};
+    case MsgButtons::OkCancel:
+      return {"OK", "Cancel"};
+    case MsgButtons::YesNo:
+      return {"Yes", "No"};
+    case MsgButtons::YesNoCancel:
+      return {"Yes", "No", "Cancel"};
+    case MsgButtons::RetryCancel:
+      return {"Retry", "Cancel"};
+  }
+  return {};
+}
 
 }  // namespace
 
@@ -301,14 +314,7 @@ std::optional<std::string> ScriptedOperator::show_input_box(const std::string& p
 
 MsgAnswer ScriptedOperator::show_msg_box(const std::string& text, MsgButtons buttons,
                                          const std::string& title) {
-  Shown s{.kind = BoxKind::MsgBox, .text = text, .title = title};
-  std::string list = kMsgButtonCaptions[static_cast<int>(buttons)];
-  for (size_t from = 0;;) {
-    size_t bar = list.find('|', from);
-    s.buttons.push_back(list.substr(from, bar - from));
-    if (bar == std::string::npos) break;
-    from = bar + 1;
-  }
+  Shown s{.kind = BoxKind::MsgBox, .text = text, .title = title, .buttons = msg_captions(buttons)};
   size_t at = shown.size();
   std::optional<Expectation> e = take(std::move(s));
   MsgAnswer answer;
