@@ -375,7 +375,10 @@ std::string kw_format_time(const DateTime& t, const std::string& picture) {
         hit = &f;
         break;
       }
-    if (hit) {
+    if (picture[i] == '\\' && i + 1 < picture.size()) {
+      out += picture[i + 1];  // a quoted letter, such as a literal "T"
+      i += 2;
+    } else if (hit) {
       out += hit->text;
       i += std::char_traits<char>::length(hit->code);
     } else {
@@ -473,7 +476,7 @@ double kw_pow(double x, double y) {
 namespace {
 struct LocaleMemory {
   bool pinned = false;
-  std::string c_numeric;  // the C library's LC_NUMERIC before pinning
+  std::string c_locale;  // the C library's locale before pinning, all categories
   std::locale cpp_global;
 };
 LocaleMemory& locale_memory() {
@@ -485,13 +488,14 @@ LocaleMemory& locale_memory() {
 void kw_locale_pin() {
   LocaleMemory& m = locale_memory();
   if (m.pinned) return;
-  const char* current = std::setlocale(LC_NUMERIC, nullptr);
-  m.c_numeric = current ? current : "C";
+  const char* current = std::setlocale(LC_ALL, nullptr);
+  m.c_locale = current ? current : "C";
   m.cpp_global = std::locale();
   m.pinned = true;
-  // The C++ global keeps the user's other facets; only its numbers become classic. Set it
-  // first: installing a global C++ locale may also reset the C library's locale.
+  // Installing a named global C++ locale also sets the whole C locale, so the C side is put
+  // back afterwards: only its numbers change, the user's character set and the rest stay.
   std::locale::global(std::locale(m.cpp_global, std::locale::classic(), std::locale::numeric));
+  std::setlocale(LC_ALL, m.c_locale.c_str());
   std::setlocale(LC_NUMERIC, "C");
 }
 
@@ -499,7 +503,7 @@ void kw_locale_restore() {
   LocaleMemory& m = locale_memory();
   if (!m.pinned) return;
   std::locale::global(m.cpp_global);
-  std::setlocale(LC_NUMERIC, m.c_numeric.c_str());
+  std::setlocale(LC_ALL, m.c_locale.c_str());
   m.pinned = false;
 }
 

@@ -195,7 +195,7 @@ struct DateTime {
 // The local wall time, from the clock seam (a virtual clock gives a fixed, known date).
 DateTime kw_now();
 // Formats by a picture of "yyyy", "yy", "MM", "dd", "hh", "mm", "ss", "T" (the time as
-// "hh:mm:ss"); other characters literal. Hours are 00-23.
+// "hh:mm:ss"); "\c" shows c (a literal "T"); other characters literal. Hours are 00-23.
 std::string kw_format_time(const DateTime& t, const std::string& picture);
 // "yyyy-MM-dd" + separator + "hh:mm:ss".
 std::string kw_timestamp(const DateTime& t, const std::string& separator);

@@ -67,10 +67,12 @@ TEST(KwLocale, ACommaDecimalCLocaleIsPinnedAndRestored) {
 
   kw_locale_pin();
   EXPECT_EQ(printf_text(1.5), "1.5");
+  EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "de_DE.UTF-8");  // only numbers change
   EXPECT_EQ(toolbox_results(), kExpected);
   kw_locale_pin();  // pinning twice keeps the first memory
   kw_locale_restore();
   EXPECT_EQ(printf_text(1.5), "1,5");
+  EXPECT_STREQ(std::setlocale(LC_TIME, nullptr), "de_DE.UTF-8");
   std::setlocale(LC_ALL, before.c_str());
 }
 

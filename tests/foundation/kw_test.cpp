@@ -280,6 +280,7 @@ TEST_F(KwSeams, TimePicturesAndStampsFollowTheVirtualClock) {
   DateTime t = kw_now();
   EXPECT_EQ(kw_format_time(t, "yyyy-MM-dd T"), "2026-11-23 10:05:09");
   EXPECT_EQ(kw_format_time(t, "dd.MM.yy hh-mm-ss!"), "23.11.26 10-05-09!");
+  EXPECT_EQ(kw_format_time(t, "yyyyMMdd\\Thhmm"), "20261123T1005");
   EXPECT_EQ(kw_timestamp(t, "_"), "2026-11-23_10:05:09");
   EXPECT_EQ(t.millisecond, 250);
   // 2026 = 31 * 64 + 42 -> "vG"; 11 "b"; 23 "n"; 10 "a"; 5; 9
