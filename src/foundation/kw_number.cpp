@@ -128,7 +128,7 @@ std::string format_section(double mag, const Section& sec, const std::string& si
   int int_places = 0, frac_places = 0;
   for (size_t i = 0; i < sec.size(); ++i) {
     if (sec[i].kind == Token::Point && point == sec.size()) point = i;
-    if (sec[i].kind == Token::Percent) mag *= 100;  // each "%" scales once, like the classic
+    if (sec[i].kind == Token::Percent) mag *= 100;  // every "%" multiplies by 100
     if (is_digit_place(sec[i])) (i < point ? int_places : frac_places)++;
   }
   Decimal d = round_decimal(mag, frac_places);

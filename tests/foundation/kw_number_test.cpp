@@ -100,6 +100,8 @@ TEST(KwFormat, PicturesPlaceDigitsKeepLiteralsAndRoundHalfAwayFromZero) {
   const Case table[] = {
       {3.14159, "0.000", "3.142"},
       {0.1234, "0.00%", "12.34%"},
+      {0.0123, "0.000% +/- Shunt Asymmetry", "1.230% +/- Shunt Asymmetry"},
+      {0.25, "0.000 units", "0.250 units"},
       {12.345, " 0.00kHz", " 12.35kHz"},
       {-1.5, " 0.00kHz", " -1.50kHz"},  // the sign stands at the number, not the text
       {5.5, "000.00", "005.50"},
