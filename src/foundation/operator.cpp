@@ -44,20 +44,6 @@ std::string trim_blanks(const std::string& text) {
 
 // ---- shared with the other operator files ----------------------------------------------
 
-std::vector<std::string> op_split(const std::string& text, const std::string& separator) {
-  std::vector<std::string> pieces;
-  if (separator.empty()) return {text};
-  size_t from = 0;
-  for (;;) {
-    size_t at = text.find(separator, from);
-    if (at == std::string::npos) break;
-    pieces.push_back(text.substr(from, at - from));
-    from = at + separator.size();
-  }
-  pieces.push_back(text.substr(from));
-  return pieces;
-}
-
 DisplayDataRecord& op_display_data_record() {
   return state().display;
 }
@@ -77,7 +63,7 @@ GibButtonList gmb_parse_buttons(const std::string& list) {
   if (list.empty()) return out;
   int bang_default = -1;
   int ok_default = -1;
-  std::vector<std::string> entries = op_split(list, "|");
+  std::vector<std::string> entries = kw_split(list, "|");
   for (size_t k = 0; k < entries.size(); ++k) {
     std::string entry = entries[k];
     if (k > 0 && entry.empty()) break;
@@ -237,9 +223,9 @@ bool gib_title_empty() {
 std::vector<GibcbSetting> gibcb_parse(const std::string& settings) {
   std::vector<GibcbSetting> out;
   if (settings.empty()) return out;
-  for (const std::string& entry : op_split(settings, "|")) {
+  for (const std::string& entry : kw_split(settings, "|")) {
     if (out.size() == 101) fatal_error("gibcb: more than 101 settings in \"" + settings + "\"");
-    std::vector<std::string> pieces = op_split(entry, "^");
+    std::vector<std::string> pieces = kw_split(entry, "^");
     if (pieces.size() > 21)
       fatal_error("gibcb: more than 21 pieces in the setting \"" + entry + "\"");
     GibcbSetting setting;
@@ -298,7 +284,7 @@ std::vector<UserInputField> user_input_parse_text(const std::string& separator,
                                                   const std::string& text) {
   std::vector<UserInputField> fields;
   int slot = 0;  // 0 label, 1 data, 2 comment of the field being filled
-  for (const std::string& piece : op_split(text, separator)) {
+  for (const std::string& piece : kw_split(text, separator)) {
     if (piece.empty()) {
       slot = 0;  // ends the field early; the next piece begins the following one
       continue;
@@ -343,7 +329,7 @@ bool show_input_form() {
 void set_buttons(UserInputForm& form, const std::string& buttons) {
   std::vector<std::string> captions = buttons == kUserInputDefaultButtons
                                           ? std::vector<std::string>{"Ok", "Cancel"}
-                                          : op_split(buttons, "|");
+                                          : kw_split(buttons, "|");
   captions.resize(2);
   form.accept_caption = captions[0];
   form.cancel_caption = captions[1];
@@ -378,9 +364,9 @@ bool user_input(const std::string& separator, const std::string& labels, const s
   UserInputForm form;
   form.title = title;
   set_buttons(form, buttons);
-  std::vector<std::string> label_list = op_split(labels, separator);
-  std::vector<std::string> data_list = op_split(data, separator);
-  std::vector<std::string> comment_list = op_split(comments, separator);
+  std::vector<std::string> label_list = kw_split(labels, separator);
+  std::vector<std::string> data_list = kw_split(data, separator);
+  std::vector<std::string> comment_list = kw_split(comments, separator);
   for (size_t i = 0; i < label_list.size() && i < kUserInputMaxFields; ++i) {
     if (label_list[i].empty()) break;
     UserInputField field;

@@ -238,6 +238,10 @@ TEST_F(OperatorTest, ATimedBoxShowsNoButtonsRunsDownOnTheClockAndReturnsZero) {
   EXPECT_EQ(seams.pumps - pumps_before, 20);  // the program goes on while it counts down
   EXPECT_TRUE(op.last().buttons.empty());
   EXPECT_EQ(op.last().gib.ticks, 20);
+  // The untitled box counted down in its title, starting at the virtual 10:00:00.
+  ASSERT_EQ(op.last().fields.size(), 20u);
+  EXPECT_EQ(op.last().fields[0], "10:00:00 <= 1.9 seconds left");
+  EXPECT_EQ(op.last().fields[10], "10:00:01 <= .9 seconds left");
 }
 
 TEST_F(OperatorTest, AnEmptyButtonListLeavesTheBoxToTheCaller) {

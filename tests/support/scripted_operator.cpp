@@ -199,8 +199,15 @@ int ScriptedOperator::show_gib(const GibBox& box) {
       ADD_FAILURE() << "a timed box always answers 0: \"" << box.text << "\"";
     // The count-down runs tick by tick with the event loop going, as on screen; only on a
     // virtual clock, so that a test without one does not really wait.
-    if (dynamic_cast<VirtualClock*>(&clock()) != nullptr)
-      for (int32_t tick = 0; tick < box.ticks; ++tick) yield_ms(102);
+    if (dynamic_cast<VirtualClock*>(&clock()) != nullptr) {
+      GibCountdown countdown = gmb_countdown_start(box.ticks);
+      for (bool finished = false; !finished;) {
+        yield_ms(102);
+        GibTimerView view = gmb_countdown_fire(countdown, box.title, kw_now());
+        shown[at].fields.push_back(view.title_line);
+        finished = view.finished;
+      }
+    }
     answer = 0;
   } else if (e && !e->caption.empty()) {
     const std::vector<std::string>& captions = shown[at].buttons;
