@@ -534,6 +534,21 @@ TEST_F(SeamsTest, AnAnswerTheBoxCannotGiveFailsTheTest) {
   EXPECT_NONFATAL_FAILURE(gib("Save?", "Yes|No", 0, ""), "button 3 does not exist");
   EXPECT_NONFATAL_FAILURE(answer = gib("Wait", "OK", 0, "", "", 0.5), "always answers 0");
   EXPECT_EQ(answer, 0);
+
+  op.expect_msg_box("Retry?", MsgAnswer::Yes);
+  EXPECT_NONFATAL_FAILURE(msg_box("Retry?", MsgButtons::RetryCancel, ""),
+                          "the answer Yes is not offered");
+  op.expect_gibcb("Flag", 2);
+  int32_t value = 0;
+  EXPECT_NONFATAL_FAILURE(gibcb(value, "Flag ^Off^On", "Apply|Cancel", ""),
+                          "button 2 does not exist");
+  op.expect_display_data("Step", {{0}, {4}});
+  EXPECT_NONFATAL_FAILURE(answer = display_data("Step", "", 24, "", "", "", ""),
+                          "no button answers code 0");
+  EXPECT_EQ(answer, 4);
+  // A modal box with no buttons ends by its window: any answer stands for that.
+  op.expect_gib("Stuck", 7);
+  EXPECT_EQ(gib("Stuck", "", 0, ""), 7);
 }
 
 TEST_F(SeamsTest, ANestedOperatorPutsThePreviousOneBack) {

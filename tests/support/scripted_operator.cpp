@@ -42,6 +42,16 @@ std::vector<std::string> msg_captions(MsgButtons buttons) {
   return {};
 }
 
+const char* const kMsgAnswerCaptions[] = {"OK", "Cancel", "Yes", "No", "Retry"};
+
+// Fails the test when `answer` names no button of a box that has buttons. (A box with none
+// ends only by its window closing or by the caller; any answer stands for that.)
+void check_button(int answer, const GibButtonList& list, const std::string& list_text) {
+  int count = static_cast<int>(list.buttons.size());
+  if (count > 0 && (answer < 0 || answer >= count))
+    ADD_FAILURE() << "button " << answer << " does not exist in \"" << list_text << "\"";
+}
+
 }  // namespace
 
 const char* box_kind_name(BoxKind kind) {
@@ -218,8 +228,7 @@ int ScriptedOperator::show_gib(const GibBox& box) {
       answer = static_cast<int>(it - captions.begin());
   } else if (e) {
     answer = e->answer;
-    if (!box.non_modal() && (answer < 0 || answer >= static_cast<int>(box.buttons.buttons.size())))
-      ADD_FAILURE() << "button " << answer << " does not exist in \"" << box.button_list << "\"";
+    if (!box.non_modal()) check_button(answer, box.buttons, box.button_list);
   }
   shown[at].answer = answer;
   return answer;
@@ -255,6 +264,7 @@ int ScriptedOperator::show_gibcb(const GibcbRequest& request, std::vector<bool>&
         checked[i] = !checked[i];
     }
     answer = e->answer;
+    check_button(answer, request.buttons, request.button_list);
   }
   for (size_t i = 0; i < request.settings.size(); ++i)
     captions[i] = gibcb_caption(request.settings[i], checked[i]);
@@ -276,6 +286,12 @@ int ScriptedOperator::show_display_data(const DisplayDataRequest& request) {
   std::string entry = request.input_value;
   for (const Press& p : presses) {
     if (p.typed) entry = *p.typed;
+    auto offered = std::find_if(request.buttons.begin(), request.buttons.end(),
+                                [&p](const DisplayDataButton& b) { return b.code == p.code; });
+    if (offered == request.buttons.end()) {
+      ADD_FAILURE() << "no button answers code " << p.code << " in \"" << request.text << "\"";
+      continue;
+    }
     if (request.press(p.code, entry)) {
       shown[at].answer = p.code;
       return p.code;
@@ -327,6 +343,10 @@ MsgAnswer ScriptedOperator::show_msg_box(const std::string& text, MsgButtons but
   MsgAnswer answer;
   if (e) {
     answer = static_cast<MsgAnswer>(e->answer);
+    const std::vector<std::string>& offered = shown[at].buttons;
+    const char* caption = kMsgAnswerCaptions[e->answer];
+    if (std::find(offered.begin(), offered.end(), caption) == offered.end())
+      ADD_FAILURE() << "the answer " << caption << " is not offered by \"" << text << "\"";
   } else {
     switch (buttons) {
       case MsgButtons::Ok:

@@ -77,7 +77,7 @@ struct Shown {
 // the entry is left as it was).
 struct Press {
   int code = 3;
-  std::optional<std::string> typed;
+  std::optional<std::string> typed = {};
 };
 
 class ScriptedOperator : public Operator {
