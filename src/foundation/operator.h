@@ -68,12 +68,15 @@ struct GibButtonList {
 };
 
 // Parses a button list "A|B|C" with its "?" codes:
-//   "?." "?<" "?>" new row centred / flush left / flush right; "? " new row after a blank
-//   row; "?_" spaced; "?/" style bit; "?!" default; "?g" "?y" "?r" "?b" "?i" colours green,
-//   yellow, red, blue, inherit. "text?:tip" gives a tool tip. An empty list has no buttons;
-//   an empty entry after the first ends the list. A row code on the first button sets the
-//   first row's alignment instead of adding a row. "OK" is the default unless "?!" names
-//   one. More than 101 buttons or 41 rows is a programmer's error (fatal_error).
+//   "?." "?<" "?>" new row centred / flush left / flush right
+//   "? "  new row (centred) after a blank row
+//   "?_" spaced, "?/" style bit, "?!" default
+//   "?g" "?y" "?r" "?b" "?i" colour green, yellow, red, blue, inherit
+// "text?:tip" gives a tool tip. An empty list has no buttons; an empty entry after the
+// first ends the list. A button opens at most one row: a row code on the first button, or a
+// second one on any button, shapes the row it is in. "Cancel" answers Escape; "OK" is the
+// default unless "?!" names one (the last named wins). More than 101 buttons or 41 rows is
+// a programmer's error (fatal_error).
 GibButtonList gmb_parse_buttons(const std::string& list);
 
 // A gib request after preparation: what a toolkit shows.

@@ -21,9 +21,12 @@
 // When the operator goes, expectations never met fail the test (unless check_at_end is
 // cleared).
 //
-// A timed gib (positive ticks) runs its count-down on the virtual clock, 102 ms a tick
-// with the event loop going, and answers 0; queue it with answer 0. A non-modal gib is matched like
-// any box; its answer is not used, and box_open tells whether the caller closed it.
+// An answer the box does not offer (button 5 of three, Yes to an OK box, a display_data code
+// outside the mask) fails the test too.
+//
+// A timed gib (positive ticks) runs its count-down on the virtual clock, 102 ms a tick with
+// the event loop going, and answers 0; queue it with answer 0. A non-modal gib is matched
+// like any box; its answer is not used, and box_open tells whether the caller closed it.
 
 #include <gtest/gtest.h>
 
