@@ -309,6 +309,12 @@ std::vector<UserInputField> user_input_parse_text(const std::string& separator,
   return fields;
 }
 
+int user_input_move(const std::vector<UserInputField>& fields, int from, int direction) {
+  for (int i = from + direction; i >= 0 && i < static_cast<int>(fields.size()); i += direction)
+    if (fields[i].enabled) return i;
+  return -1;
+}
+
 namespace {
 
 bool show_input_form() {

@@ -238,6 +238,10 @@ extern const std::string kUserInputDefaultButtons;
 std::vector<UserInputField> user_input_parse_text(const std::string& separator,
                                                   const std::string& text);
 
+// Keyboard movement in a form: the next enabled field after `from` in `direction` (+1 for
+// Down and Enter, -1 for Up), or -1 when there is none that way.
+int user_input_move(const std::vector<UserInputField>& fields, int from, int direction);
+
 // List form: each list is cut at the separator; field i has label i, data i, comment i;
 // the fields end at the first empty label. Buttons: two captions "Accept|Cancel".
 // Returns true for the accepting button. On accept the enabled fields take what was

@@ -383,6 +383,15 @@ TEST(UserInputParseText, FillsLabelDataCommentAndStartsAFieldAfterAnEmptyPiece) 
   EXPECT_EQ(user_input_parse_text("|", text).size(), 51u);
 }
 
+TEST(UserInputMove, DownAndUpSkipReadOnlyFields) {
+  std::vector<UserInputField> f = user_input_parse_text("|", "A|1||B|)2||C|3||D|]4");
+  EXPECT_EQ(user_input_move(f, 0, +1), 2);
+  EXPECT_EQ(user_input_move(f, 2, -1), 0);
+  EXPECT_EQ(user_input_move(f, 2, +1), -1);  // only read-only fields below
+  EXPECT_EQ(user_input_move(f, 0, -1), -1);
+  EXPECT_EQ(user_input_move(f, -1, +1), 0);  // entering the form
+}
+
 TEST_F(OperatorTest, ReadOnlyDataIsShownButNotReadBack) {
   op.expect_user_input("Range", true, {{0, "9"}, {1, "500"}});
   EXPECT_TRUE(user_input_text("|", "Channel|)5||Range|100", "Setup"));
