@@ -435,7 +435,8 @@ void user_input_set_comment(int index, const std::string& text) {
 
 std::optional<std::string> input_box(const std::string& prompt, const std::string& title,
                                      const std::string& default_text) {
-  return op_required("input_box", prompt).show_input_box(prompt, title, default_text);
+  // The prompt takes the same escapes as a gib text; the answer stays exactly as typed.
+  return op_required("input_box", prompt).show_input_box(kw_unescape(prompt), title, default_text);
 }
 
 MsgAnswer msg_box(const std::string& text, MsgButtons buttons, const std::string& title) {

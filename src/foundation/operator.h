@@ -267,7 +267,8 @@ void user_input_set_comment(int index, const std::string& text);
 
 // ---- Plain dialogs ---------------------------------------------------------------------
 
-// The general input box: the typed text, or nothing when cancelled.
+// The general input box: the typed text, or nothing when cancelled. The prompt's backslash
+// escapes are expanded as in gib; the answer is not touched.
 std::optional<std::string> input_box(const std::string& prompt, const std::string& title,
                                      const std::string& default_text = "");
 

@@ -453,6 +453,7 @@ TEST_F(OperatorTest, IndexedAccessOutsideTheFieldsReadsEmptyAndLogsWrites) {
 TEST_F(OperatorTest, PlainDialogsPassTheOperatorsAnswersThrough) {
   op.expect_input_box("Enter New ID:", "B");
   op.expect_input_box("Enter current", std::nullopt);
+  op.expect_input_box("Usually", "90\\n");
   op.expect_msg_box("Retry opening?", MsgAnswer::No);
   op.expect_file_dialog("Configurations for KST", "/tmp/a.611");
   op.expect_file_dialog("", std::nullopt, "Path not found");
@@ -461,6 +462,8 @@ TEST_F(OperatorTest, PlainDialogsPassTheOperatorsAnswersThrough) {
   EXPECT_EQ(input_box("Current ID:A\r\nEnter New ID:", "ID", "A"), "B");
   EXPECT_EQ(op.last().default_text, "A");
   EXPECT_EQ(input_box("Enter current", ""), std::nullopt);
+  EXPECT_EQ(input_box("Enter Starting Frequency in kHz\\n   Usually 90.00 kHz", "", "90"), "90\\n");
+  EXPECT_EQ(op.last().text, "Enter Starting Frequency in kHz\r   Usually 90.00 kHz");
   EXPECT_EQ(msg_box("Unable to open file\r\nRetry opening?", MsgButtons::YesNo, ""), MsgAnswer::No);
   EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"Yes", "No"}));
 
