@@ -71,6 +71,49 @@ int stts_digits(double value, double step);
 // exact text (double_text of foundation/hexstr.h).
 std::string stts_text(const STTS& record);
 
+// ---- Report block and table row -------------------------------------------------------
+// Formatted through the text toolbox (foundation/kw.h). Lines end with CR LF. Number cells
+// are right-justified in 14 characters and widened, never cut, for a number that needs
+// more. Decimals: 3 when the record's unit is a count ("A/D", "Count", "Counts", "Raw",
+// "Hz", "RRC"), otherwise stts_digits(the column's standard deviation, 1).
+
+// Another unit for the same numbers: a position x (mean) shows as (x - reference) * factor,
+// a width (deviation, spread, uncertainty) as width * |factor|. An empty label leaves the
+// column out.
+struct SttsScale {
+  std::string label;
+  double reference = 0.0;
+  double factor = 1.0;
+};
+
+// How a record in raw units is reported.
+struct SttsUnits {
+  std::string raw_unit;       // the record's own unit: the session's raw name ("RRC", "Hz")
+  SttsScale engineering;      // e.g. {"lbf-in", raw value at zero load, lbf-in per count}
+  double uvpv_per_raw = 0.0;  // the uV/V column; left out when 0
+  SttsScale percent;          // e.g. {"%FS", reference value, 1 / (gain * 0.01)}
+  bool extended = false;      // adds the uncertainty lines
+};
+
+// The block that reports a record: the heading lines, a title row of the column labels
+// (and "Ratios" when more than one sample was taken or the report is extended), then
+//   "      MEAN:"  the mean in every column
+//   " MUnc(k=2):"  extended, more than one sample: u = 2 stdev sqrt(1 / (n - 1)); in the
+//                  ratio column, when u and the percent factor are not 0, the resolution
+//                  1 / (u * percent factor * 0.01) in the engineering format and rounded
+//   "    STDDEV:"  the standard deviation
+//   " SUnc(k=2):"  extended, more than one sample: the fraction
+//                  f = sqrt(1 + sqrt(2 / (n - 1)) * q) - 1, q = normal_quantile(0.975),
+//                  as f * stdev in every column and f in "0.0000" in the ratio column
+//   "    SPREAD:"  max - min, and stts_ratio in "0.0000" in the ratio column.
+std::string stts_block(const STTS& record, const SttsUnits& units,
+                       const std::vector<std::string>& heading = {});
+
+// One line of a table: "Date-and-Time | Number | Mean | k=2 | StdDev | Spread | Ratio",
+// k=2 being the u of stts_block. `decimals` below 0 picks stts_digits(stdev, 1).
+std::string stts_row_heading();
+std::string stts_row(const STTS& record, const std::string& date_time, int decimals = -1);
+
 // The inverse of the error function for -1 < x < 1 (full double precision); +-infinity at
 // +-1, not-a-number outside.
 double erf_inverse(double x);
