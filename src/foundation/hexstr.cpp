@@ -87,6 +87,7 @@ std::string layout(const char* begin, const char* end) {
     sci.remove_prefix(1);
   }
   const size_t e_at = sci.find('e');
+  if (e_at == std::string_view::npos) return std::string(begin, end);  // "inf", "nan"
   int exponent = 0;
   std::from_chars(sci.data() + e_at + 1 + (sci[e_at + 1] == '+' ? 1 : 0), sci.data() + sci.size(),
                   exponent);
@@ -194,22 +195,22 @@ bool hexstr_next_item(const std::string& format, int bit_mask, int expected_mask
     if (repeat > std::numeric_limits<int16_t>::max()) overflow("format count", format);
   }
   std::string error;
-  const std::string letter(1, designator);
+  const std::string_view letter(&designator, 1);
   if (repeat == 0) {
-    if (std::string("aBhS").find(designator) != std::string::npos)
-      error = "Need number: format \"" + letter + "\"!";
+    if (std::string_view("aBhS").find(designator) != std::string_view::npos)
+      error = "Need number: format \"" + std::string(letter) + "\"!";
     else
       repeat = 1;
   }
-  if (std::string("fhlsbaxS-").find(designator) == std::string::npos) {
-    if (designator != 'B') error = "Unknown format designator:" + letter;
+  if (std::string_view("fhlsbaxS-").find(designator) == std::string_view::npos) {
+    if (designator != 'B') error = "Unknown format designator:" + std::string(letter);
   } else if (bit_mask >= 0 && bit_mask != expected_mask) {
     error = "Bad Bit Mask";
   }
   if (!error.empty()) {
     fatal_error(error + kCrLf + "FORMAT=" + format + kCrLf +
-                "frmt_pos=" + std::to_string(position) + kCrLf + "fmt_ch=" + letter + kCrLf +
-                "bit_mask=" + std::to_string(bit_mask) + kCrLf +
+                "frmt_pos=" + std::to_string(position) + kCrLf + "fmt_ch=" + std::string(letter) +
+                kCrLf + "bit_mask=" + std::to_string(bit_mask) + kCrLf +
                 "repeat_count=" + std::to_string(repeat));
   }
   return true;

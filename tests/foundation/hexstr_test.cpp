@@ -191,6 +191,7 @@ TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
   EXPECT_EQ(double_text(123456789012345.0), "123456789012345");
   EXPECT_EQ(double_text(-0.0), "0");
   EXPECT_EQ(double_text(2.5e-7), "2.5e-07");
+  EXPECT_EQ(double_text(-std::numeric_limits<double>::infinity()), "-inf");
 }
 
 // ---- Records -------------------------------------------------------------------------
@@ -328,7 +329,7 @@ TEST_F(SeamsTest, BadFormatsShowTheSixLineBox) {
   EXPECT_EQ(seams.fatal_texts, expected);
 }
 
-TEST_F(SeamsTest, TheCursorRepeatsAndSkipsBlanks) {
+TEST_F(SeamsTest, TheCursorRepeatsSkipsBlanksAndReadsSixteenBitCounts) {
   int position = 0, repeat = 0;
   char designator = '\0';
   std::string walked;
@@ -337,6 +338,11 @@ TEST_F(SeamsTest, TheCursorRepeatsAndSkipsBlanks) {
   }
   EXPECT_EQ(walked, "ffs" + std::string(12, 'x') + "b");
   EXPECT_EQ(repeat, 0);
+  // A count is a 16-bit number.
+  position = repeat = 0;
+  EXPECT_PROCESS_EXIT(hexstr_next_item("x32768", -1, 1, position, designator, repeat), 1);
+  ASSERT_EQ(seams.fatal_texts.size(), 1u);
+  EXPECT_EQ(seams.fatal_texts[0], "Overflow: format count(\"x32768\")");
 }
 
 TEST_F(SeamsTest, EncodeVarTakesAValueForEverySkipAndAtMostFiftyOne) {
