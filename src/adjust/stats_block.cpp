@@ -22,8 +22,7 @@ std::string right(const std::string& text, size_t width) {
   return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
 }
 
-// decimals is const so that the by-value kw_fixed is the one called.
-std::string fixed(double value, const int decimals) {
+std::string fixed(double value, int decimals) {
   return kw_fixed(value, 0, decimals, false, "");
 }
 
