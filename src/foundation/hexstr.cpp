@@ -419,7 +419,7 @@ double hex_to_double(const std::string& text) {
   const double sign = hex_digit(text[0]) >= 8 ? -1.0 : 1.0;
   const int exponent = (hex_to_s32(text.substr(0, 3)) & 0x7FF) - 1023;
   const double high = (hex_to_s32(text.substr(1, 7)) & 0x1FFFFF) + 0x200000;
-  const double low = hex_to_u32_as_double(text.substr(8, 8));
+  const double low = hex_to_u32_as_double(text.substr(text.size() - 8));
   return sign * (high / std::ldexp(1.0, 21) + low / std::ldexp(1.0, 53)) *
          std::ldexp(1.0, exponent);
 }

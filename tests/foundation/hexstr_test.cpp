@@ -1,6 +1,7 @@
 #include "foundation/hexstr.h"
 
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 #include "support/seams.h"
@@ -49,9 +50,14 @@ TEST_F(SeamsTest, SingleToHexRoundsDoublesToTheNearestSingle) {
   EXPECT_EQ(single_to_hex(2.0 - std::ldexp(1.0, -25)), "40000000");  // rounds up a binade
   // Every power of two, where a logarithm is most likely to land one short.
   for (int k = -126; k <= 127; ++k) {
-    const uint32_t bits = static_cast<uint32_t>(k + 127) << 23;
-    EXPECT_EQ(single_to_hex(std::ldexp(1.0, k)), hex_of(static_cast<int32_t>(bits), 8)) << k;
+    char pattern[16];
+    std::snprintf(pattern, sizeof pattern, "%08X", static_cast<unsigned>(k + 127) << 23);
+    EXPECT_EQ(single_to_hex(std::ldexp(1.0, k)), pattern) << k;
   }
+  // Below the smallest normal single the pattern counts units of 2^-149, ties to even.
+  EXPECT_EQ(single_to_hex(std::ldexp(1.0, -126) * (1 - 1e-9)), "00800000");
+  EXPECT_EQ(single_to_hex(std::ldexp(2.5, -149)), "00000002");
+  EXPECT_EQ(single_to_hex(-std::ldexp(3.5, -149)), "80000004");
   // The exponent field 255 has no special meaning either way.
   EXPECT_EQ(hex_to_single("7F800000"), std::ldexp(1.0, 128));
   EXPECT_EQ(single_to_hex(std::ldexp(1.0, 128)), "7F800000");
@@ -281,6 +287,16 @@ TEST_F(SeamsTest, SkipsAndFieldsAreAsymmetricBetweenDecodeAndEncode) {
   EXPECT_EQ(hexstr_encode("a1", {"OK"}), "4F");
   ASSERT_EQ(hexstr_decode("a3", "4F0A4B", values), 1);
   EXPECT_EQ(values[0], "O");
+  // A B field that opens no byte moves on by the last piece taken before it, so B fields
+  // belong at the head of a format: here the second s skips "FFFF".
+  ASSERT_EQ(hexstr_decode("s B1 B7 s",
+                          "0001"
+                          "81"
+                          "FFFF"
+                          "0002",
+                          values),
+            4);
+  EXPECT_EQ(values, (std::vector<std::string>{"1", "1", "1", "2"}));
 }
 
 TEST_F(SeamsTest, EncodedNumbersAreReadFromTextAndFitTheirField) {
