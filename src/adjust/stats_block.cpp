@@ -92,11 +92,11 @@ std::string stts_block(const STTS& record, const SttsUnits& units,
   if (uncertainties) {
     const double u = mean_unc_k2(record);
     out += " MUnc(k=2):" + width_cells(columns, u);
-    const double in_percent = u * units.percent.factor;
+    const double in_percent = u * std::fabs(units.percent.factor);
     if (!units.percent.label.empty() && in_percent != 0.0) {
       const double resolution = 1.0 / (in_percent * 0.01);
       out += " " + right(kw_eng_format(resolution), kRatioCell) + " (" +
-             kw_format(kw_round(std::fabs(resolution)), "0") + ")";
+             kw_format(kw_round(resolution), "0") + ")";
     }
     out += kCrLf;
   }
