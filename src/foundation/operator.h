@@ -314,13 +314,15 @@ class Operator {
  public:
   virtual ~Operator() = default;
   // Modal: the pressed button's index (a timed box: 0 when it runs out). Non-modal: shows
-  // and returns at once (the result is not used).
+  // and returns at once (the result is not used). The title bar shows gmb_title_line; with
+  // ticks != 0 a 102 ms timer calls gmb_countdown_fire and closes the box when it finishes.
   virtual int show_gib(const GibBox& box) = 0;
   virtual void close_gib() = 0;
   virtual void set_gib_title(const std::string& title) = 0;
   // The operator toggles `checked` (it starts as request.checked); returns the button.
   virtual int show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) = 0;
-  // Returns after a press that request.press accepted; the result is that press's code.
+  // Shows request.live_text() every 50 ms. Returns after a press that request.press
+  // accepted; the result is that press's code.
   virtual int show_display_data(const DisplayDataRequest& request) = 0;
   // `typed` starts as the fields' data; the operator edits the enabled ones. True: accept.
   virtual bool show_user_input(const UserInputForm& form, std::vector<std::string>& typed) = 0;
