@@ -1,7 +1,6 @@
 #include "foundation/version_notice.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -32,20 +31,16 @@ std::optional<std::string> version_file(const std::string& dir) {
   return *std::min_element(names.begin(), names.end());
 }
 
-bool parse_number(const std::string& text, int& value) {
-  auto r = std::from_chars(text.data(), text.data() + text.size(), value);
-  return !text.empty() && r.ec == std::errc() && r.ptr == text.data() + text.size();
-}
-
 std::string notice_for(const std::string& program_name, const std::string& dir,
                        const std::string& file) {
   int major = build::version_major, minor = build::version_minor;
   debug_log("/version* ... Found " + file + " vs Current version " + std::to_string(major) + "." +
             std::to_string(minor));
   std::vector<std::string> parts = kw_split(file.substr(7), ".");
-  int found_major = 0, found_minor = 0;
-  if (parts.size() != 2 || !parse_number(parts[0], found_major) ||
-      !parse_number(parts[1], found_minor))
+  int16_t found_major = 0, found_minor = 0;
+  int stop = 0;
+  if (parts.size() != 2 || !kw_is_i16_text(parts[0], found_major, stop) ||
+      !kw_is_i16_text(parts[1], found_minor, stop))
     return "Unable to parse " + file;
   if (found_major == major && found_minor == minor) return "";
   return "This version of " + program_name + "\r\n    " + kw_version_text() +
