@@ -26,17 +26,5 @@ TEST_F(TraceTest, TraceStampsEachLineWithTheTimeSinceThePreviousOne) {
   EXPECT_TRUE(seams.log.lines.empty()) << "the trace line is written nowhere";
 }
 
-TEST_F(TraceTest, DebugLogKeepsItsOwnRunBesideTheTrace) {
-  kw_trace("a");
-  seams.clock.advance(500);
-  debug_log("first");
-  seams.clock.advance(2000);
-  debug_log("second");
-  ASSERT_EQ(seams.log.lines.size(), 3u);
-  EXPECT_EQ(seams.log.lines[0], "2026-11-23 10:00:00 *****Debug  init");
-  EXPECT_EQ(seams.log.lines[1], "000.000 first");
-  EXPECT_EQ(seams.log.lines[2], "002.000 second");
-}
-
 }  // namespace
 }  // namespace ovn

@@ -80,7 +80,7 @@ TEST_F(UnitsTest, BuiltInTableMatchesPublishedConversions) {
 
   // Exact definitions: lbf = 4.4482216152605 N, ft = 0.3048 m, in = 0.0254 m,
   // hp = 550 ft-lbf/s, kgf = 9.80665 N, thermochemical Btu = 1054.3502644888888 J,
-  // calorie = 4.184 J, ton of refrigeration = 12000 Btu(IT)/h = 3516.8528420667 W.
+  // ton of refrigeration = 12000 Btu(IT)/h = 3516.8528420667 W.
   struct Case {
     const char* name;
     int group;
@@ -88,29 +88,18 @@ TEST_F(UnitsTest, BuiltInTableMatchesPublishedConversions) {
   } cases[] = {
       {"lbf-in", torque, 4.4482216152605 * 0.0254},
       {"lbf-ft", torque, 1.3558179483314004},
-      {"ozf-in", torque, 4.4482216152605 / 16 * 0.0254},
       {"kgf-cm", torque, 0.0980665},
-      {"gf-cm", torque, 9.80665e-5},
       {"rpm", speed, 0.10471975511965977},
-      {"rps", speed, 6.283185307179586},
-      {"degree/s", speed, 0.017453292519943295},
       {"degree/h", speed, 0.017453292519943295 / 3600},
       {"grads/s", speed, 0.015707963267948967},
       {"hp", power, 745.69987158227022},
       {"hp(metric)", power, 75 * 9.80665},
-      {"ft-lbf/min", power, 1.3558179483314004 / 60},
       {"Btu/h", power, 1054.3502644888888 / 3600},
       {"ton", power, 3516.8528420667},
-      {"cal/h", power, 4.184 / 3600},
       {"lbfinrpm", power, 4.4482216152605 * 0.0254 * 2 * M_PI / 60},
-      {"kW-h", energy, 3.6e6},
       {"hp-h", energy, 745.69987158227022 * 3600},
       {"therm", energy, 1054.3502644888888e5},
-      {"in-lbf", energy, 0.1129848290276167},
-      {"klbf", force, 4448.2216152605},
-      {"ozf", force, 4.4482216152605 / 16},
       {"ton", force, 2000 * 4.4482216152605},
-      {"Mgf", force, 9806.65},
   };
   for (const auto& c : cases)
     EXPECT_NEAR(in_base(c.name, c.group), c.base, std::abs(c.base) * 1e-12) << c.name;
@@ -197,22 +186,6 @@ TEST_F(UnitsTest, AZeroFactorIsReportedWhereItIsUsedAndHasNoReciprocal) {
   for (int unit = 0; unit < 3; ++unit) EXPECT_EQ(units_factor(unit, 0), 0.0);
   EXPECT_EQ(units_from_base(1, 0, 123.0), 10.0) << "reciprocal 0: only the offset remains";
   EXPECT_EQ(units_to_base(1, 0, 123.0), 0.0);
-}
-
-TEST_F(UnitsTest, GroupsAndNamesHaveFixedRoom) {
-  beside.write("ovn-units.ini", "");
-  units_init("A|B|C|D|E|F|G|H|I|J|K|L");  // one group more than there is room for
-  EXPECT_TRUE(units_add_unit(kUnitsMaxGroups - 1, "last", 1, 0));
-  EXPECT_FALSE(units_add_unit(kUnitsMaxGroups, "beyond", 2, 0));
-  for (int i = 0; i < kUnitsMaxPerGroup; ++i)
-    EXPECT_TRUE(units_add_unit(0, "u" + std::to_string(i), i + 1, 0));
-  EXPECT_FALSE(units_add_unit(0, "spare", 3, 0));
-  EXPECT_EQ(units_count(0), kUnitsMaxPerGroup);
-  EXPECT_EQ(units_eval("beyond*spare"), 6.0) << "a unit without room still names a word";
-
-  int words = 1 + 1 + kUnitsMaxPerGroup + 1;
-  while (units_add_word("w" + std::to_string(words), 1, 0)) ++words;
-  EXPECT_EQ(words, kUnitsMaxWords);
 }
 
 TEST_F(UnitsTest, TheShippedFileSaysWhatTheBuiltInTableSays) {
