@@ -6,8 +6,8 @@
 // program writes. When a file cannot be opened or written the operator is asked through a
 // message box; refusing ends the process at once (process_exit), nothing is saved.
 //
-// Paths use "/" as separator: where the program's folders were once written with "\", this
-// port turns "\" into "/" (kw_documents_dir, the version notice).
+// Paths use "/" as separator, and results never end in one. A trailing "\" is cut like a
+// "/", since folders typed on or shared with Windows machines may end in one.
 
 #include <string>
 

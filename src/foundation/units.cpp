@@ -134,9 +134,8 @@ void read_line(std::string line, int& group) {
   if (line.empty()) return;
   auto& s = st();
   if (line[0] == '[') {
-    group = -1;
-    for (size_t i = 0; i < s.groups.size(); ++i)
-      if (s.groups[i] == line) group = static_cast<int>(i);
+    auto it = std::find(s.groups.begin(), s.groups.end(), line);
+    group = it == s.groups.end() ? -1 : static_cast<int>(it - s.groups.begin());
     return;
   }
   size_t blank = 0;
@@ -180,16 +179,15 @@ bool units_init(const std::string& group_list) {
     }
   }
 
-  int group = -1;
-  if (s.file == "None") {
-    std::istringstream in(kBuiltIn);
-    for (std::string line; std::getline(in, line);) read_line(line, group);
-    return false;
-  }
   // A file that stops being readable part way leaves the lines read so far.
-  std::ifstream in(s.file, std::ios::binary);
+  bool from_file = s.file != "None";
+  std::ifstream file;
+  if (from_file) file.open(s.file, std::ios::binary);
+  std::istringstream built_in(from_file ? "" : kBuiltIn);
+  std::istream& in = from_file ? static_cast<std::istream&>(file) : built_in;
+  int group = -1;
   for (std::string line; std::getline(in, line);) read_line(line, group);
-  return true;
+  return from_file;
 }
 
 std::string units_file() {
