@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "foundation/debug_log.h"
+#include "foundation/hexstr.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
@@ -158,21 +159,57 @@ bool is_upper_hex(const std::string& text) {
   return true;
 }
 
-// The loop of the typed readers: asks until `accept` takes the reply; every second
-// rejection resets the port, every third asks the operator. Gives false after Skip or at
-// shutdown.
+// The loop of the typed readers: asks until `accept` takes the reply. Rejections are
+// counted; every `reset_every`-th resets the port (from `name` and the message; 0: never),
+// every `ask_every`-th shows the failure dialog. False after Skip or at shutdown.
 template <typename Accept>
-bool read_until(const std::string& name, const std::string& message, double timeout,
-                const std::string& expecting, Accept accept) {
+bool read_until(const std::string& message, double timeout, const std::string& expecting,
+                const std::string& name, int reset_every, int ask_every, Accept accept) {
   for (int32_t rejected = 1;; ++rejected) {
     std::string reply = get_reply(message, timeout);
     if (accept(reply)) return true;
-    if (rejected % 2 == 0) (void)rs232_reset(name + message);
-    if (rejected % 3 == 0 &&
+    if (st().exit_flag) return false;
+    if (reset_every > 0 && rejected % reset_every == 0) (void)rs232_reset(name + message);
+    if (rejected % ask_every == 0 &&
         rs232_failure_dialog(message, reply, rejected, timeout, expecting) == 2)
       return false;
-    if (st().exit_flag) return false;
   }
+}
+
+// The integer readers: a reset at every second rejection, the dialog at every third.
+template <typename Accept>
+bool read_number(const std::string& name, const std::string& message, double timeout,
+                 const std::string& expecting, Accept accept) {
+  return read_until(message, timeout, expecting, name, 2, 3, accept);
+}
+
+// The hex readers: hex of an accepted length, the dialog at every rejection, no reset.
+template <typename Value, typename Convert>
+Value read_hex(const std::string& message, double timeout, const std::string& expecting,
+               bool length_ok(size_t, bool), bool allow_long, Convert convert) {
+  Value value = 0;
+  read_until(message, timeout, expecting, "", 0, 1, [&](const std::string& r) {
+    if (!is_hex(r) || !length_ok(r.size(), allow_long)) return false;
+    value = static_cast<Value>(convert(r));
+    return true;
+  });
+  return value;
+}
+
+bool exactly_8(size_t n, bool) {
+  return n == 8;
+}
+bool exactly_2(size_t n, bool) {
+  return n == 2;
+}
+bool up_to_8(size_t n, bool allow_long) {
+  return n <= 8 || allow_long;
+}
+bool up_to_4(size_t n, bool allow_long) {
+  return n <= 4 || allow_long;
+}
+bool any_length(size_t, bool) {
+  return true;
 }
 
 }  // namespace
@@ -464,7 +501,7 @@ int16_t rs232_failure_dialog(const std::string& message, const std::string& got,
 
 std::string get_numeric(const std::string& message, double timeout, const std::string& expecting) {
   std::string value;
-  bool ok = read_until("get_numeric:", message, timeout, expecting, [&](const std::string& r) {
+  bool ok = read_number("get_numeric:", message, timeout, expecting, [&](const std::string& r) {
     value = r;
     return kw_is_numeric(r);
   });
@@ -473,7 +510,7 @@ std::string get_numeric(const std::string& message, double timeout, const std::s
 
 int32_t get_si32(const std::string& message, double timeout) {
   int32_t value = 0;
-  bool ok = read_until("get_si32:", message, timeout, "long number", [&](const std::string& r) {
+  bool ok = read_number("get_si32:", message, timeout, "long number", [&](const std::string& r) {
     int stop = 0, sign = 0;
     value = kw_parse_int(r, stop, sign);
     return !r.empty() && stop > static_cast<int>(r.size());
@@ -483,7 +520,7 @@ int32_t get_si32(const std::string& message, double timeout) {
 
 int16_t get_si16(const std::string& message, double timeout) {
   int16_t value = 0;
-  bool ok = read_until("get_si16:", message, timeout, "integer number", [&](const std::string& r) {
+  bool ok = read_number("get_si16:", message, timeout, "integer number", [&](const std::string& r) {
     int stop = 0;
     return kw_is_i16_text(r, value, stop);
   });
@@ -510,6 +547,26 @@ std::string get_hexstr(const std::string& message, double timeout) {
   }
 }
 
+float get_hex_f32(const std::string& message, double timeout) {
+  return read_hex<float>(message, timeout, "hex-float", exactly_8, false, hex_to_single);
+}
+
+int32_t get_hex_si32(const std::string& message, double timeout, bool allow_long) {
+  return read_hex<int32_t>(message, timeout, "hex-long32", up_to_8, allow_long, hex_to_s32);
+}
+
+int16_t get_hex_si16(const std::string& message, double timeout, bool allow_long) {
+  return read_hex<int16_t>(message, timeout, "hex-int16", up_to_4, allow_long, hex_to_s16);
+}
+
+int16_t get_hex_int(const std::string& message, double timeout) {
+  return read_hex<int16_t>(message, timeout, "hex-int", any_length, false, hex_to_s16);
+}
+
+int16_t get_hex_u8(const std::string& message, double timeout) {
+  return read_hex<int16_t>(message, timeout, "hex-int8", exactly_2, false, hex_to_s16);
+}
+
 // ---- The "OK" forms ----------------------------------------------------------------------
 
 bool rs232_send_ok(const std::string& message, double timeout, int tries) {
@@ -532,6 +589,15 @@ bool rs232_send_ok_eq(const std::string& name, const std::string& value, double 
 bool rs232_send_ok_eqeq(const std::string& name, const std::string& value, double timeout,
                         int tries) {
   return rs232_send_ok(name + "==" + value, timeout, tries);
+}
+
+bool rs232_send_ok_f32hex(const std::string& name, float value, double timeout, int tries) {
+  return rs232_send_ok(name + single_to_hex(value), timeout, tries);
+}
+
+bool rs232_send_ok_hex(const std::string& name, const std::vector<std::string>& values,
+                       const std::string& format) {
+  return rs232_send_ok(name + hexstr_encode(format, values), kRs232DefaultTimeout, 3);
 }
 
 bool rs232_set_bits(const std::string& name, int32_t mask, double timeout) {

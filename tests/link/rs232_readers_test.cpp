@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstdint>
+#include <functional>
+#include <map>
+
 #include "rs232_fixture.h"
 
 namespace ovn {
@@ -156,6 +161,73 @@ TEST_F(Rs232Readers, BitHelpersReadModifyAndWriteBackInDecimal) {
   EXPECT_TRUE(rs232_set_bits("CF1", 2));
   EXPECT_TRUE(rs232_clear_bits("CF1", 0x40000004));
   EXPECT_EQ(port.written, (Lines{"ACF1\n", "ACF17\n", "ACF1\n", "ACF1-1073741829\n"}));
+}
+
+TEST_F(Rs232Readers, HexReadersTakeHexOfTheirLengthAndAskAtEveryRejection) {
+  struct Reader {
+    std::function<double()> get;
+    const char* expecting;
+    const char* nine;  // a good reply worth 9, sent after a rejected one
+  };
+  std::map<std::string, Reader> readers{
+      {"f32", {[] { return get_hex_f32("SC1"); }, "hex-float", "41100000"}},
+      {"si32", {[] { return get_hex_si32("CD1", -149, false); }, "hex-long32", "00000009"}},
+      {"si16", {[] { return get_hex_si16("AC1", -149, false); }, "hex-int16", "0009"}},
+      {"int", {[] { return get_hex_int("AC1"); }, "hex-int", "9"}},
+      {"u8", {[] { return get_hex_u8("A1"); }, "hex-int8", "09"}}};
+  struct Case {
+    const char* reply;
+    const char* reader;
+    double value;  // 9: rejected, then the good reply
+  };
+  for (const Case& c :
+       {Case{"3F800000", "f32", 1.0}, Case{"3f800000", "f32", 1.0}, Case{"3F8000", "f32", 9},
+        Case{"3F80000000", "f32", 9}, Case{"FFFFFFFF", "si32", -1}, Case{"123456789", "si32", 9},
+        Case{"FFFF", "si16", -1}, Case{"8000", "si16", -32768}, Case{"0FFFF", "si16", 9},
+        Case{"7fff", "int", 32767}, Case{"0000FFFF", "int", -1}, Case{"FF", "u8", 255},
+        Case{"F", "u8", 9}, Case{"1G", "u8", 9}, Case{"", "int", 9}}) {
+    const Reader& reader = readers.at(c.reader);
+    port.reply(std::string(c.reply) + "\r");
+    if (c.value == 9) {
+      port.reply(std::string(reader.nine) + "\r");
+      op.expect_gib(std::string("   Expecting a ") + reader.expecting + ".", 1);
+    }
+    EXPECT_EQ(reader.get(), c.value) << c.reader << " " << c.reply;
+  }
+  EXPECT_EQ(op.pending(), 0u);
+  EXPECT_EQ(log_count("RS232 RESET"), 0);
+}
+
+TEST_F(Rs232Readers, HexReadersTakeLongerRepliesWhenAllowed) {
+  port.reply("0000FFFF\r").reply("000000007FFFFFFF\r");
+  EXPECT_EQ(get_hex_si16("AC1", -149, true), -1);
+  EXPECT_EQ(get_hex_si32("CD1", -149, true), 2147483647);
+  EXPECT_TRUE(op.shown.empty());
+}
+
+TEST_F(Rs232Readers, AHexSingleIsTheIeeePatternOfTheReply) {
+  port.reply("C0490FDB\r").reply("00000001\r");
+  EXPECT_EQ(std::bit_cast<uint32_t>(get_hex_f32("SC1")), 0xC0490FDBu);
+  EXPECT_EQ(std::bit_cast<uint32_t>(get_hex_f32("SC1")), 0x00000001u) << "smallest denormal";
+}
+
+TEST_F(Rs232Readers, HexReadersGiveZeroOnSkipAndAtShutdown) {
+  port.responder = [](const std::string&) { return "XYZ\r"; };
+  op.expect_gib("Got     :\"XYZ\"", 2);
+  EXPECT_EQ(get_hex_si32("CD1", -149, false), 0);
+  EXPECT_EQ(port.written.size(), 1u);
+
+  rs232_set_exit_flag(true);
+  EXPECT_EQ(get_hex_f32("SC1"), 0.0f);
+  EXPECT_EQ(get_hex_u8("A1"), 0);
+  EXPECT_EQ(op.shown.size(), 1u) << "no dialog during shutdown";
+}
+
+TEST_F(Rs232Readers, HexWriteFormsPackTheValue) {
+  port.reply("OK\r").reply("OK\r");
+  EXPECT_TRUE(rs232_send_ok_f32hex("SC1", 1.0f));
+  EXPECT_TRUE(rs232_send_ok_hex("AC1", {"-1", "2", "3", "255"}, "ssbb"));
+  EXPECT_EQ(port.written, (Lines{"ASC13F800000\n", "AAC1FFFF000203FF\n"}));
 }
 
 }  // namespace
