@@ -58,8 +58,9 @@ void rs232_set_settings(PortService& port, const std::string& settings);
 //   8018 "Operation valid iff port is open"          the port did not open
 //   8021 "Could not read state of the port:<errno>"
 //   8015 "Could not set baud rate of <baud>:<errno>"
-// When the port service refuses to open, its own text is the result. The baud is taken
-// (rs232_get_baud) only when the result is empty.
+// When the port service refuses to open, its own text is the result (nothing is logged).
+// On failure rs232_get_baud is left as it stood; below 200000 the settings step has
+// already taken the new rate by then.
 std::string rs232_open_at(PortService& port, int32_t baud);
 // Takes the baud from the front of `settings`, sets the settings, then rs232_open_at.
 std::string rs232_open(PortService& port, const std::string& settings);

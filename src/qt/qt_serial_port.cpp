@@ -56,7 +56,9 @@ void QtSerialPort::set_port_number(int n) {
 
 std::string QtSerialPort::device_name() const {
   if (!forced_device_.empty()) return forced_device_;
-  return port_map_device(number_, enumerate());
+  // Enumerating takes a scan of the system; a stored device spares it.
+  std::string stored = port_map_device(number_, {});
+  return stored.empty() ? port_map_device(number_, enumerate()) : stored;
 }
 
 void QtSerialPort::set_settings(const std::string& settings) {
