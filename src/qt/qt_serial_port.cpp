@@ -96,6 +96,7 @@ bool QtSerialPort::open(std::string& error) {
     return false;
   }
   serial_.setPortName(QString::fromStdString(device));
+  opened_device_ = device;
   if (!serial_.open(QIODevice::ReadWrite)) {
     error = serial_.errorString().toStdString() + " (" + device + ")";
     serial_.clearError();
@@ -122,8 +123,7 @@ bool QtSerialPort::lost() {
   // A read that ends (0 bytes: hang-up) or fails with EIO means the device is gone.
   auto e = serial_.error();
   if (e != QSerialPort::ResourceError && e != QSerialPort::ReadError) return false;
-  debug_log("RS232 " + serial_.portName().toStdString() +
-            " lost: " + serial_.errorString().toStdString());
+  debug_log("RS232 " + opened_device_ + " lost: " + serial_.errorString().toStdString());
   close();
   return true;
 }
@@ -161,8 +161,9 @@ bool QtSerialPort::set_state_baud(long baud, int& os_error) {
     os_error = EBADF;
     return false;
   }
+  errno = 0;
   if (!serial_.setBaudRate(qint32(baud))) {
-    os_error = int(serial_.error());
+    os_error = errno ? errno : int(serial_.error());
     serial_.clearError();
     return false;
   }

@@ -53,6 +53,7 @@ class QtSerialPort final : public PortService {
 
   QSerialPort serial_;
   std::string forced_device_;
+  std::string opened_device_;  // for the log line when it goes away
   int number_ = 1;
   std::string settings_ = "9600,n,8,1";
   bool dtr_ = true;

@@ -159,6 +159,9 @@ TEST_F(QtSerialPortTest, AVanishedDeviceLeavesThePortClosed) {
   }
   EXPECT_FALSE(port.is_open());
   EXPECT_EQ(port.input(), "");
+  ASSERT_FALSE(seams.log.lines.empty());
+  EXPECT_NE(seams.log.lines.back().find("RS232 " + device_ + " lost: "), std::string::npos)
+      << seams.log.lines.back();
 }
 
 TEST_F(QtSerialPortTest, ANumberWithoutADeviceDoesNotOpen) {
