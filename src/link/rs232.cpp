@@ -9,6 +9,7 @@
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 
 namespace ovn {
 
@@ -44,7 +45,6 @@ class NoPort final : public PortService {
 constexpr int32_t kSettingsBaudLimit = 200000;
 // A stop box; the text verbatim, so a backslash in a reply shows as it came.
 constexpr int32_t kFailureDialogFlags = kGibStop | kGibVerbatim;
-const char* const kRelaxedApp = "OVN-Shared";
 const char* const kRelaxedSection = "Settings";
 const char* const kRelaxedKey = "Relaxed CPU";
 
@@ -330,12 +330,13 @@ Rs232Error rs232_reset(const std::string& from) {
 
 void rs232_set_relaxed(bool on) {
   st().relax_ms = on ? 1 : 0;
-  settings_store().put(kRelaxedApp, kRelaxedSection, kRelaxedKey, on ? "True" : "False");
+  kw_setting_put(kSharedApp, kRelaxedSection, kRelaxedKey, on ? "True" : "False");
 }
 
 bool rs232_load_relaxed() {
-  auto value = settings_store().get(kRelaxedApp, kRelaxedSection, kRelaxedKey);
-  bool on = value && (*value == "True" || *value == "true" || *value == "1" || *value == "-1");
+  // Written "True"/"False"; a hand-edited "true", "1" or "-1" counts as on too.
+  std::string value = kw_setting_get(kSharedApp, kRelaxedSection, kRelaxedKey, "False");
+  bool on = value == "True" || value == "true" || value == "1" || value == "-1";
   st().relax_ms = on ? 1 : 0;
   return on;
 }
