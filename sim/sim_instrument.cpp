@@ -60,8 +60,12 @@ bool parse_whole(const std::string& text, T& out) {
   auto r = std::from_chars(b, e, out);
   return r.ec == std::errc() && r.ptr == e;
 }
-bool parse_number(const std::string& text, double& out) { return parse_whole(text, out); }
-bool parse_integer(const std::string& text, long long& out) { return parse_whole(text, out); }
+bool parse_number(const std::string& text, double& out) {
+  return parse_whole(text, out);
+}
+bool parse_integer(const std::string& text, long long& out) {
+  return parse_whole(text, out);
+}
 
 // ---- The KST parameter catalogue with its factory values ------------------------------
 
