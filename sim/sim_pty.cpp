@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -25,6 +26,14 @@ double steady_ms() {
 void sleep_until_ms(double t) {
   double wait = t - steady_ms();
   if (wait > 0) std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(wait));
+}
+
+// Sleeping overshoots by the scheduler's slack; the last fraction of a millisecond is
+// waited out on the clock so that a paced line keeps its rate.
+void wait_exactly_until_ms(double t) {
+  sleep_until_ms(t - 0.3);
+  while (steady_ms() < t) {
+  }
 }
 
 bool write_all(int fd, const char* data, size_t n) {
@@ -93,6 +102,8 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
                const std::atomic<bool>& stop) {
   const double byte_ms = options.baud > 0 ? 10000.0 / static_cast<double>(options.baud) : 0;
   const double t0 = steady_ms();
+  // Wake-ups within microseconds, not the default 50: the paced line depends on them.
+  prctl(PR_SET_TIMERSLACK, 1UL, 0, 0, 0);
   FILE* transcript =
       options.transcript_path.empty() ? nullptr : std::fopen(options.transcript_path.c_str(), "a");
   auto record = [&](double at, char direction, const std::string& bytes) {
@@ -124,22 +135,26 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
         continue;
       }
       record(now, '>', partial + "\n");
-      // The instrument acts when the request's last byte has arrived.
-      sleep_until_ms(at);
+      // The instrument acts when the request's last byte has arrived, at `at`.
       std::optional<std::string> reply = sim_request(sim, partial, at - t0);
       partial.clear();
       if (!reply) continue;
       ++answered;
       std::string bytes = *reply + sim.config.line_end;
-      double start = std::max(at, steady_ms()) + options.turnaround_ms;
-      // Bytes leave in small groups, each when the line would have carried it.
+      double start = at + options.turnaround_ms;
+      // Bytes leave in small groups, each when the line would have carried it. Only the
+      // last group's moment decides the exchange rate, so only that wait is exact.
       const size_t group = 8;
       for (size_t sent = 0; sent < bytes.size(); sent += group) {
         size_t k = std::min(group, bytes.size() - sent);
-        sleep_until_ms(start + byte_ms * static_cast<double>(sent + k));
+        double due = start + byte_ms * static_cast<double>(sent + k);
+        if (sent + k == bytes.size())
+          wait_exactly_until_ms(due);
+        else
+          sleep_until_ms(due);
         if (!write_all(master_fd, bytes.data() + sent, k)) break;
       }
-      at = std::max(at, start + byte_ms * static_cast<double>(bytes.size()));
+      at = start + byte_ms * static_cast<double>(bytes.size());
       record(steady_ms(), '<', bytes);
     }
     rx_free = at;
