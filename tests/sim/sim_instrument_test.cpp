@@ -188,6 +188,27 @@ TEST_F(SimKst, ZeroAndLoadAdjustmentsAsTheProgramMakesThemBringTheReadingsRight)
   EXPECT_NEAR(mean_torque(), -1070.0, 0.2);
 }
 
+TEST_F(SimKst, TemperatureCompensationConstantsCorrectZeroAndSpan) {
+  EXPECT_EQ(ask(port, "CF1A" + std::to_string(sim.physics.zero_counts)), "OK");
+  EXPECT_EQ(ask(port, "FL116"), "OK");
+  const double lbfin_per_count = 2001.0002 / 81224.57635704515;
+  // The rotor's zero drifts 4 counts per deg F; at 85 deg F that is 40 counts.
+  sim.physics.zero_drift_counts_per_f = 4;
+  sim.physics.temperature_f = 85;
+  EXPECT_EQ(ask(port, "TC"), "85.0");
+  set_load(0);
+  EXPECT_NEAR(mean_torque(), 40 * lbfin_per_count, 0.01);
+  // Zero compensation TCB (counts per deg F) from the temperature of the zero, TCA.
+  EXPECT_EQ(ask(port, "TCA75"), "OK");
+  EXPECT_EQ(ask(port, "TCB4"), "OK");
+  EXPECT_NEAR(mean_torque(), 0, 0.01);
+  // Span compensation TCD (gain per deg F) from the temperature of the span, TCC.
+  set_load(1000);
+  EXPECT_EQ(ask(port, "TCC80"), "OK");
+  EXPECT_EQ(ask(port, "TCD0.001"), "OK");
+  EXPECT_NEAR(mean_torque(), 1000 * 1.005, 0.05);
+}
+
 TEST_F(SimKst, EveryDisplayModeShowsTheSameLoadInItsOwnForm) {
   set_load(500.25);
   EXPECT_EQ(ask(port, "CF1A" + std::to_string(sim.physics.zero_counts)), "OK");
@@ -304,6 +325,14 @@ TEST_F(SimKst, NoiseTestRunsInInstrumentTimeAndReportsItsSamples) {
   EXPECT_LT(r[3], r[1] / r[0] - 3 * sigma);
   EXPECT_GT(r[4], r[1] / r[0] + 3 * sigma);
   EXPECT_EQ(r[3], std::floor(r[3])) << "an A/D converter gives whole counts";
+
+  // Two samples pin the arithmetic down: they are the min and the max, their sum is the
+  // sum, and the sample variance is half the square of their difference.
+  r = noise_test(2);
+  ASSERT_EQ(r.size(), 5u);
+  EXPECT_EQ(r[0], 2);
+  EXPECT_DOUBLE_EQ(r[1], r[3] + r[4]);
+  EXPECT_DOUBLE_EQ(r[2], (r[4] - r[3]) * (r[4] - r[3]) / 2);
 
   // Engineering form: a negative count, filtered torque in the display unit.
   set_load(250);
