@@ -183,9 +183,13 @@ TEST_F(SimKst, ZeroAndLoadAdjustmentsAsTheProgramMakesThemBringTheReadingsRight)
   EXPECT_EQ(ask(port, "CF1B" + std::to_string(span)), "OK");
   EXPECT_EQ(ask(port, "CE1B" + std::to_string(1000.0 / 2001.0002)), "OK");
   EXPECT_NEAR(mean_torque(), 1000.0, 0.2);
-  // The negative side still uses its own point until it is adjusted too.
+  // The negative side still uses its own point until it is adjusted too...
   set_load(-1000);
   EXPECT_NEAR(mean_torque(), -1070.0, 0.2);
+  // ...and with no negative point at all, the positive one serves both sides.
+  EXPECT_EQ(ask(port, "CF1C0"), "OK");
+  EXPECT_EQ(ask(port, "CF1E0"), "OK");
+  EXPECT_NEAR(mean_torque(), -1000.0, 0.2);
 }
 
 TEST_F(SimKst, TemperatureCompensationConstantsCorrectZeroAndSpan) {

@@ -181,7 +181,7 @@ TEST_F(SimLine, LateReplyArrivesAfterTheWaitHasGivenUp) {
   EXPECT_EQ(ask(port, "TMA", 'A', 103), "");
   seams.clock.advance(100);
   EXPECT_EQ(port.input(), "32768\r") << "the late line is waiting in the port";
-  EXPECT_EQ(ask(port, "TMA"), "32768") << "only the next reply was late";
+  EXPECT_EQ(ask(port, "TMA", 'A', 103), "32768") << "only the next reply was late";
 }
 
 TEST_F(SimLine, CutGarbageStrayAndBangRepliesLookAsOnAFaultyLine) {
