@@ -655,7 +655,8 @@ std::map<std::string, Handler> build_kst_table() {
            fmt_shortest(nt.min) + "," + fmt_shortest(nt.max);
   };
   t["VR"] = [](SimInstrument& s, const std::string&, double) {
-    return "KSTs" + s.config.stator_version + "r" + s.config.rotor_version;
+    return sim_family_name(s.config.family) + "s" + s.config.stator_version + "r" +
+           s.config.rotor_version;
   };
   t["SD"] = [](SimInstrument& s, const std::string& a, double) {
     if (a.empty()) return fmt_int(s.config.channels);
@@ -710,7 +711,7 @@ const std::vector<FamilyInfo>& families() {
   static const std::vector<FamilyInfo> list = {
       {SimFamily::Wqpm, "WQPM", 115200, false, {{"CCA", fmt_hex_f32(1000.0f)}, {"VR", "3.050"}}},
       {SimFamily::Rdx, "RDX", 115200, true, {{"VR", "i1m142r1000"}}},
-      {SimFamily::Kslw, "KSLW", 115200, true, {{"TMA", "32768"}, {"VR", "KSLWs150r40"}}},
+      {SimFamily::Kslw, "KSLW", 115200, true, {}},
       {SimFamily::Kst, "KST", 115200, true, {}},
       {SimFamily::Hzym, "HZYM", 38400, false, {{"VR", "1.5.4"}}},
       {SimFamily::Ksvm, "KSVM", 38400, false, {{"VR", "205"}}},
@@ -837,10 +838,11 @@ std::optional<std::string> sim_request(SimInstrument& sim, const std::string& li
   }
   if (message.empty()) return std::nullopt;
   ++sim.requests;
-  if (sim.config.family != SimFamily::Kst) {
-    auto it = sim.table.find(message);
-    return it == sim.table.end() ? kRefused : it->second;
-  }
+  // A reply a test put in the table wins, on every family; the KST and its close kin the
+  // KSLW answer everything else from their parameter store and live model.
+  auto it = sim.table.find(message);
+  if (it != sim.table.end()) return it->second;
+  if (sim.config.family != SimFamily::Kst && sim.config.family != SimFamily::Kslw) return kRefused;
   return kst_request(sim, message, now_ms);
 }
 

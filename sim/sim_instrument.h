@@ -2,7 +2,8 @@
 // A simulated torquemeter: one instrument of any of the nine families, answering one text
 // line per request exactly as its stator would.
 //
-// The KST family is simulated in full: a parameter store with working memory and flash,
+// The KST family (and the KSLW, which shares its vocabulary) is simulated in full: a
+// parameter store with working memory and flash,
 // the password lock, and a physical model (applied torque and speed, a rotor A/D converter
 // with Gaussian noise, a temperature, a regulated rotor supply) from which the live
 // messages are computed with the stored adjustment constants. The other eight families
@@ -110,7 +111,8 @@ struct SimInstrument {
   bool locked = false;
   bool flash_locked = false;  // the lock state as stored in flash
   std::string flash_password;
-  // Other families: message to reply (the reply without its line end).
+  // Message to reply (without line end), asked before anything else: the whole vocabulary
+  // of the other families beyond their probe, and an override for a KST reply in a test.
   std::map<std::string, std::string> table;
   // Live state.
   int shunt = 0;               // 0 none, 1 positive, 2 negative

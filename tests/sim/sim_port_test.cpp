@@ -167,6 +167,20 @@ TEST_F(SimLine, OtherFamiliesAnswerFromATableATestFills) {
   sim.table["MD"] = "RDX-1000(5-2 Nm)";
   EXPECT_EQ(ask(port, "MD"), "RDX-1000(5-2 Nm)");
   EXPECT_EQ(ask(port, "MD", 'B'), "") << "addressing holds for these families too";
+
+  // A KST reply can be overridden the same way: an old stator, say.
+  start(SimConfig{}, "115200,n,8,1");
+  sim.table["VR"] = "KSTs82r40";
+  EXPECT_EQ(ask(port, "VR"), "KSTs82r40");
+  EXPECT_EQ(ask(port, "TMA"), "32768");
+
+  // The KSLW shares the KST's store and its set form with "=".
+  SimConfig kslw;
+  kslw.family = SimFamily::Kslw;
+  start(kslw, "115200,n,8,1");
+  EXPECT_EQ(ask(port, "VR").rfind("KSLWs", 0), 0u);
+  EXPECT_EQ(ask(port, "CE1B=0.5"), "OK");
+  EXPECT_EQ(ask(port, "CE1B"), "0.5");
 }
 
 TEST_F(SimLine, DroppedRepliesAreSilenceAndTheRequestStillActs) {
