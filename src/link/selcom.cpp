@@ -236,7 +236,9 @@ int32_t rs232_open_instrument(int32_t type, const std::string& id, int port, Por
       case SelcomChoice::Abort:
         process_exit(1);
       case SelcomChoice::Closed:
+        // Unloaded: the next search starts from a fresh form and port list.
         selcom_close();
+        selcom_load(line);
         break;
     }
   }

@@ -99,9 +99,9 @@ void selcom_ls_comport_click(int row);
 // The session's opening loop. A `port` below 0 shows the form before the first search,
 // above 0 is taken as the choice (selcom_set_commport), 0 keeps the present port. Then
 // searches; when nothing answers the form is shown: Retry takes the operator's ID and
-// searches again, for as many rounds as the operator likes; closing the form closes the
-// port and searches again; Abort ends the process at once (exit code 1). Returns the
-// family that answered and logs "Done Opening".
+// searches again, for as many rounds as the operator likes; closing the form unloads it
+// (port closed, lists built anew) and searches again; Abort ends the process at once
+// (exit code 1). Returns the family that answered and logs "Done Opening".
 int32_t rs232_open_instrument(int32_t type, const std::string& id, int port, PortService& line);
 
 // Puts the module back to its start-up state (each test begins with it).

@@ -38,20 +38,18 @@ TEST_F(IdentifyTest, EveryFamilyAnswersItsOwnProbeAndOnlyKstAndKslwAnswerEachOth
   }
 }
 
-TEST_F(IdentifyTest, AKstAnsweringOnAddressBIsFoundAfterAFails) {
-  build(SimFamily::Kst, 'B');
+TEST_F(IdentifyTest, AnInstrumentAnsweringOnAddressBIsFoundAfterAFails) {
   open_at(115200);
-  EXPECT_EQ(tm_identify(kTmKst, ""), "");
-  EXPECT_EQ(rs232_id(), "B");
-  EXPECT_EQ(sent(), (std::vector<std::string>{"ATMA", "ATMA", "BTMA", "BTMA"}));
-
-  // At an address nobody answers, every letter's failure is told, line by line.
-  build(SimFamily::Kst, 'D');
-  EXPECT_EQ(tm_identify(kTmKst, ""),
-            "KST Bad Response ATMA:\r\nKST Bad Response BTMA:\r\nKST Bad Response CTMA:\r\n");
-  EXPECT_EQ(tm_identify(kTmKslw, ""),
-            "KSLW Bad Response ATMA:\r\nKSLW Bad Response BTMA:\r\n"
-            "KSLW Bad Response CTMA:\r\n");
+  for (SimFamily family : {SimFamily::Kst, SimFamily::Rdx, SimFamily::S350}) {
+    build(family, 'B');
+    port.clear_transcript();
+    int32_t type = static_cast<int32_t>(family);
+    EXPECT_EQ(tm_identify(type, ""), "") << tm_info_family_name(type);
+    EXPECT_EQ(rs232_id(), "B");
+    ASSERT_EQ(sent().size(), 4u);
+    EXPECT_EQ(sent()[0][0], 'A');
+    EXPECT_EQ(sent()[3][0], 'B');
+  }
 }
 
 TEST_F(IdentifyTest, AddressCandidatesAreTheRememberedIdThenTheCallersLettersThenAbc) {
@@ -69,6 +67,11 @@ TEST_F(IdentifyTest, AddressCandidatesAreTheRememberedIdThenTheCallersLettersThe
   std::vector<std::string> addresses;
   for (size_t i = 0; i < sent().size(); i += 2) addresses.push_back(sent()[i].substr(0, 1));
   EXPECT_EQ(addresses, (std::vector<std::string>{"Q", "x", "A", "B", "C"}));
+
+  // The S350 families try every character, letter or not (the exchange makes "7" an "A").
+  port.clear_transcript();
+  tm_identify(kTmS350, "7");
+  EXPECT_EQ(sent().size(), 8u);
 
   // Families without addressing probe with no ID at all.
   EXPECT_EQ(tm_address_candidates(kTmWqpm, "AB"), "");
@@ -125,22 +128,6 @@ TEST_F(IdentifyTest, WrongRepliesAreToldInTheFamilysOwnWords) {
     sim.table[c.message] = c.reply;
     EXPECT_EQ(tm_identify(c.probe, ""), c.result) << c.reply;
   }
-}
-
-TEST_F(IdentifyTest, TheS350TriesEveryAddressAndTellsOnlyTheLastFailure) {
-  build(SimFamily::S350, 'B');
-  open_at(115200);
-  EXPECT_EQ(tm_identify(kTmS350, ""), "");
-  EXPECT_EQ(rs232_id(), "B");
-  // "350 Bad Response:" replaces, it does not pile up; C is the last address tried.
-  build(SimFamily::S350, 'D');
-  port.clear_transcript();
-  EXPECT_EQ(tm_identify(kTmS350, ""), "350 Bad Response:");
-  EXPECT_EQ(sent().back(), "CVR");
-  // A non-letter is tried too (the exchange makes it "A").
-  port.clear_transcript();
-  tm_identify(kTmS350, "7");
-  EXPECT_EQ(sent().size(), 8u);
 }
 
 TEST_F(IdentifyTest, ASilentLineCostsOneReplyWaitPerSendAndNeverAsksTheOperator) {
