@@ -193,8 +193,10 @@ void graph_round_start(StripChart& g) {
     }
     g.erase_until_ms = g.elapsed_ms;
   }
-  // One grid step per round: a slow sample rate catches up over the following rounds.
-  if (g.next_grid_ms < g.elapsed_ms) {
+  // A grid step is marked once the wipe has passed it, so the traces are drawn over the
+  // grid and not cut by it. One step per round: a slow sample rate catches up over the
+  // following rounds.
+  if (g.next_grid_ms < g.erase_until_ms + g.erase_width_ms) {
     if (g.cb_gridlines) c.line(g.next_grid_ms, 0, g.next_grid_ms, 1, g.bg_color ^ kGridFaint);
     c.line(g.next_grid_ms, 1, g.next_grid_ms, 1 - kTickHeight, contrast(g));
     g.next_grid_ms += g.grid_step_ms;
