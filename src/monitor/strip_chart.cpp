@@ -7,6 +7,7 @@
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 
 namespace ovn {
 
@@ -34,14 +35,11 @@ constexpr double kDefaultMsPerScreen = 10000;
 // ---- settings of section "Graphing" ----
 
 std::string lf_setting_seed(const std::string& key, const std::string& default_value) {
-  SettingsStore& store = settings_store();
-  if (auto stored = store.get(kGraphApp, kGraphSection, key)) return *stored;
-  store.put(kGraphApp, kGraphSection, key, default_value);
-  return default_value;
+  return kw_setting_seed(kGraphApp, kGraphSection, key, default_value);
 }
 
 void lf_setting_put(const std::string& key, const std::string& value) {
-  settings_store().put(kGraphApp, kGraphSection, key, value);
+  kw_setting_put(kGraphApp, kGraphSection, key, value);
 }
 
 std::string number_text(double value) {
