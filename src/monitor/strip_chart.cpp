@@ -26,6 +26,9 @@ constexpr int32_t kDefaultBackground = 0x000000;
 constexpr int32_t kGridFaint = 0x202020;
 constexpr int32_t kGridDark = 0x606060;
 constexpr int32_t kContrast = 0xFFFFFF;
+// A dot is a stroke about a pixel long: strokes a stripe long merge into a band at any
+// real sample rate.
+constexpr double kDotLength = 0.001;  // of the horizontal range
 constexpr double kDotHeight = 0.005;
 constexpr double kTickHeight = 0.01;   // of the vertical range
 constexpr double kTickLength = 0.002;  // of the horizontal range
@@ -208,8 +211,8 @@ void graph_pen(StripChart& g, int ch, double value) {
   y = std::isnan(y) ? kNoPoint : std::clamp(y, -32768.0, 32767.0);
   if (!g.paused && g.canvas != nullptr) {
     if (g.cb_dots) {
-      g.canvas->fill_rect(g.elapsed_ms, y, g.elapsed_ms + g.erase_width_ms, y + kDotHeight,
-                          p.color);
+      const double x2 = g.elapsed_ms + kDotLength * g.ms_per_screen;
+      g.canvas->fill_rect(g.elapsed_ms, y, x2, y + kDotHeight, p.color);
     } else if (p.last_y != kNoPoint && g.prev_elapsed_ms <= g.elapsed_ms) {
       g.canvas->line(g.prev_elapsed_ms, p.last_y, g.elapsed_ms, y, p.color);
     }
