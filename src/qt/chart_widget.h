@@ -41,6 +41,8 @@ class ChartWidget : public QWidget, public Canvas {
   void present();
   bool frame_pending() const { return frame_timer_.isActive(); }
   int frames_shown() const { return frames_shown_; }
+  // The part of the widget the last frame repainted (logical pixels).
+  QRect last_frame_area() const { return last_frame_area_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -50,12 +52,14 @@ class ChartWidget : public QWidget, public Canvas {
  private:
   QPointF to_pixels(double x, double y) const;
   void rebuild_image();
-  void changed();
+  // Notes the image pixels a drawing call touched, to be shown by the next frame.
+  void changed(const QRect& pixels);
 
   QImage image_;
   QTimer frame_timer_;
-  bool dirty_ = false;
+  QRect dirty_;  // image pixels changed since the last frame
   int frames_shown_ = 0;
+  QRect last_frame_area_;
   double left_ = 0, right_ = 1, bottom_ = 0, top_ = 1;
   int32_t clear_color_ = 0;
   PressHandler press_handler_;

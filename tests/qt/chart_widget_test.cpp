@@ -115,6 +115,12 @@ TEST_F(ChartWidgetTest, TheScreenIsRefreshedByTheFrameTimerNotByEachRound) {
   QApplication::processEvents();
   EXPECT_GE(widget.frames_shown(), before + 1);
   EXPECT_LE(widget.frames_shown(), before + 2);
+  // The next round changes a narrow band; only that band goes to the screen.
+  run_until(2020);
+  widget.present();
+  QApplication::processEvents();
+  EXPECT_GT(widget.last_frame_area().width(), 0);
+  EXPECT_LT(widget.last_frame_area().width(), widget.width() / 10);
   EXPECT_GE(qt::ChartWidget::kFrameIntervalMs, 1000 / 60);
   EXPECT_LE(qt::ChartWidget::kFrameIntervalMs, 1000 / 30);
 }
