@@ -147,10 +147,24 @@ void ChartWidget::rebuild_image() {
   changed(image_.rect());
 }
 
-void ChartWidget::resizeEvent(QResizeEvent* event) {
-  QWidget::resizeEvent(event);
+void ChartWidget::image_resized() {
   rebuild_image();
   if (resized_handler_) resized_handler_();
+}
+
+void ChartWidget::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  image_resized();
+}
+
+bool ChartWidget::event(QEvent* event) {
+  const bool handled = QWidget::event(event);
+  // Moved to a screen of another pixel ratio: the image must match the new pixels.
+  if (event->type() == QEvent::ScreenChangeInternal &&
+      image_.size() != (QSizeF(size()) * devicePixelRatioF()).toSize()) {
+    image_resized();
+  }
+  return handled;
 }
 
 void ChartWidget::mousePressEvent(QMouseEvent* event) {
