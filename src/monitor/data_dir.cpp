@@ -6,18 +6,17 @@
 #include <cctype>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
-#include <vector>
 
 #include "build_info.h"
 #include "foundation/debug_log.h"
+#include "foundation/files.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 #include "monitor/frm_data_dir.h"
 
 namespace ovn {
@@ -52,19 +51,24 @@ bool lf_key_ready() {
   return false;
 }
 
-// The settings of this module: the first read of a key stores its default. The default
-// is made only when needed, since the folder default probes the file system.
-template <class MakeDefault>
-std::string lf_seed(const char* key, MakeDefault make_default) {
-  SettingsStore& store = settings_store();
-  if (auto stored = store.get(dd().key, kDtdrSection, key)) return *stored;
-  std::string value = make_default();
-  store.put(dd().key, kDtdrSection, key, value);
-  return value;
+std::string lf_default_dir() {
+  return kw_documents_dir() + "/OVN-" + dd().key + "-Data";
+}
+
+// The folder's default probes the file system, so it is made only when nothing is stored.
+std::string lf_dir_setting() {
+  const std::string& app = dd().key;
+  std::string dir = kw_setting_get(app, kDtdrSection, kDtdrKeyDir, "");
+  if (dir.empty()) dir = kw_setting_seed(app, kDtdrSection, kDtdrKeyDir, lf_default_dir());
+  return dir;
+}
+
+std::string lf_seed(const char* key, const std::string& default_value) {
+  return kw_setting_seed(dd().key, kDtdrSection, key, default_value);
 }
 
 void lf_put(const char* key, const std::string& value) {
-  settings_store().put(dd().key, kDtdrSection, key, value);
+  kw_setting_put(dd().key, kDtdrSection, key, value);
 }
 
 bool lf_bool(const std::string& text) {
@@ -82,30 +86,8 @@ std::string lf_cut_separator(std::string dir) {
   return dir;
 }
 
-// The user's documents folder: the first writable of the home folder, its "Documents" and
-// "My Documents", the temporary folders named by the environment, the working folder.
-std::string lf_documents_dir() {
-  std::vector<std::string> candidates;
-  if (const char* home = std::getenv("HOME"); home && *home) {
-    std::string h = lf_cut_separator(home);
-    candidates = {h, h + "/Documents", h + "/My Documents"};
-  }
-  for (const char* name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
-    if (const char* v = std::getenv(name); v && *v) candidates.push_back(lf_cut_separator(v));
-  }
-  for (const std::string& dir : candidates) {
-    if (dtdr_dir_writable(dir)) return dir;
-  }
-  std::error_code ec;
-  return lf_cut_separator(std::filesystem::current_path(ec).string());
-}
-
-std::string lf_default_dir() {
-  return lf_documents_dir() + "/OVN-" + dd().key + "-Data";
-}
-
 std::string lf_error_text(int err) {
-  return "Error " + std::to_string(err) + ": " + std::strerror(err);
+  return "Error " + std::to_string(err) + ":" + std::strerror(err);
 }
 
 // Appends `text` to the file and waits until it is on the disk. With `create` the file
@@ -184,13 +166,13 @@ void dtdr_init(const std::string& key) {
   lf_close();
   if (!lf_key_ready()) return;
   // The default folder is made on first use; a folder the operator chose is only checked.
-  bool first_use = !settings_store().get(key, kDtdrSection, kDtdrKeyDir);
+  bool first_use = kw_setting_get(key, kDtdrSection, kDtdrKeyDir, "").empty();
   std::string dir = dtdr_get_dir();
   if (first_use) {
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
   }
-  while (!dtdr_dir_writable(dir)) {
+  while (!kw_dir_writable(dir)) {
     gib("Data Save Directory" + std::string(kLineEnd) + "   " + dir + kLineEnd +
             "is not writeable driectory" + kLineEnd + "Select a writeable directory.",
         "OK", kGibWarning | kGibVerbatim, kTitle);
@@ -202,13 +184,13 @@ void dtdr_init(const std::string& key) {
 
 bool dtdr_get_settings(DtdrSettings& settings) {
   if (!lf_key_ready()) return false;
-  settings.dir = lf_cut_separator(lf_seed(kDtdrKeyDir, lf_default_dir));
-  settings.basename = lf_seed(kDtdrKeyBasename, [] { return dd().key; });
-  std::string rate = lf_seed(kDtdrKeyRate, [] { return std::string("1"); });
+  settings.dir = lf_cut_separator(lf_dir_setting());
+  settings.basename = lf_seed(kDtdrKeyBasename, dd().key);
+  std::string rate = lf_seed(kDtdrKeyRate, "1");
   int stop = 0;
   double value = kw_is_numeric(rate) ? kw_parse_double(rate, stop) : -1;
   settings.rate = value >= 0 && std::isfinite(value) ? value : 1;
-  auto flag = [](const char* key) { return lf_bool(lf_seed(key, [] { return "False"; })); };
+  auto flag = [](const char* key) { return lf_bool(lf_seed(key, "False")); };
   settings.event_save = flag(kDtdrKeyEvent);
   settings.logic_io = flag(kDtdrKeyLogic);
   settings.specify = flag(kDtdrKeySpecify);
@@ -340,16 +322,6 @@ std::string dtdr_identity(const std::string& uia, const std::string& uib, const 
                           const std::string& uic, const std::string& port) {
   return "Model:" + uia + "   Serial:" + uib + "   Shaft:" + uid + "   Customer:" + uic + "   " +
          port;
-}
-
-bool dtdr_dir_writable(const std::string& dir) {
-  if (dir.empty()) return false;
-  std::string probe = lf_cut_separator(dir) + "/,,,.tmp";
-  std::FILE* f = std::fopen(probe.c_str(), "wb");
-  if (!f) return false;
-  bool ok = std::fputs("1", f) >= 0;
-  ok = std::fclose(f) == 0 && ok;
-  return std::remove(probe.c_str()) == 0 && ok;
 }
 
 }  // namespace ovn

@@ -107,8 +107,4 @@ std::string dtdr_heading(int channels, const std::string& un1, const std::string
 std::string dtdr_identity(const std::string& uia, const std::string& uib, const std::string& uid,
                           const std::string& uic, const std::string& port);
 
-// Whether a file can be created in the folder: false for "", else a scratch file ",,,.tmp"
-// holding "1" is made and removed. A trailing "/" or "\" is ignored.
-bool dtdr_dir_writable(const std::string& dir);
-
 }  // namespace ovn

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "foundation/files.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "monitor/data_dir.h"
@@ -92,7 +93,7 @@ void frm_data_dir_btn_exit_click(FrmDataDir& form) {
   double rate = kw_is_numeric(rate_text) ? kw_parse_double(rate_text, stop) : NAN;
   if (!std::isfinite(rate)) return lf_warn(form, "Save Rate must be numeric", "OK");
   if (rate < 0) return lf_warn(form, "Save Rate must be positive", "OK");
-  if (!dtdr_dir_writable(form.dir)) {
+  if (!kw_dir_writable(form.dir)) {
     lf_warn(form, "Unable to write to directory \"" + form.dir + "\"", "Choose another directory");
     return frm_data_dir_btn_fn_click(form);
   }

@@ -8,13 +8,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "build_info.h"
 #include "foundation/platform.h"
 #include "monitor/frm_data_dir.h"
 #include "support/scripted_operator.h"
 #include "support/seams.h"
+#include "support/temp_dir.h"
 
 namespace ovn {
 namespace {
@@ -26,10 +26,7 @@ using test::SeamsTest;
 const char* const kApp = "KST";
 
 std::string read_file(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return test::TempDir::read(path.string()).value_or("<unreadable>");
 }
 
 void touch(const fs::path& path, const std::string& content = "old") {
@@ -41,16 +38,11 @@ std::string first_lines() {
          "\r\n# Start Time:2026-11-23T10:00:00\r\n";
 }
 
-// A fresh folder per test under the system's temporary folder, the key "KST" pointing at
-// it, and a scripted operator; everything is put back afterwards.
+// A fresh folder under the system's temporary folder with the key "KST" pointing at it,
+// and a scripted operator; everything is put back afterwards.
 class DataDirTest : public SeamsTest {
  protected:
   DataDirTest() {
-    dir = fs::temp_directory_path() /
-          ("ovn-data-dir-test-" + std::to_string(::getpid()) + "-" +
-           ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir);
-    fs::create_directories(dir);
     put(kDtdrKeyDir, dir.string());
     dtdr_forget();
     set_frm_data_dir_runner(nullptr);
@@ -58,8 +50,6 @@ class DataDirTest : public SeamsTest {
   ~DataDirTest() override {
     dtdr_forget();
     set_frm_data_dir_runner(nullptr);
-    std::error_code ec;
-    fs::remove_all(dir, ec);
   }
   void put(const char* key, const std::string& value) {
     seams.settings.put(kApp, kDtdrSection, key, value);
@@ -73,7 +63,8 @@ class DataDirTest : public SeamsTest {
     return (dir / (std::string("KST.") + digits + ".csv")).string();
   }
 
-  fs::path dir;
+  test::TempDir temp;
+  fs::path dir{temp.path()};
   ScriptedOperator op;
 };
 
@@ -233,19 +224,18 @@ TEST_F(DataDirTest, EventModeWritesOneRowPerPressAndKeepsTheFileOpen) {
 // ---- settings --------------------------------------------------------------------------
 
 TEST_F(DataDirTest, SettingsAreSeededWithTheirDefaultsOnFirstRead) {
-  const fs::path home = dir / "home";
-  fs::create_directories(home);
-  const char* old_home = std::getenv("HOME");
-  std::string saved_home = old_home ? old_home : "";
-  ::setenv("HOME", home.c_str(), 1);
+  // The default folder lies in the documents folder.
+  const fs::path documents = dir / "Documents";
+  fs::create_directories(documents);
+  test::EnvGuard env;
+  env.set("XDG_DOCUMENTS_DIR", documents.string());
   seams.settings.remove_key(kApp, kDtdrSection, kDtdrKeyDir);
 
   dtdr_init(kApp);  // the default folder is made, so no complaint
   DtdrSettings settings;
   ASSERT_TRUE(dtdr_get_settings(settings));
-  ::setenv("HOME", saved_home.c_str(), 1);
 
-  EXPECT_EQ(settings.dir, (home / "OVN-KST-Data").string());
+  EXPECT_EQ(settings.dir, (documents / "OVN-KST-Data").string());
   EXPECT_TRUE(fs::is_directory(settings.dir));
   EXPECT_EQ(settings.basename, "KST");
   EXPECT_EQ(settings.rate, 1.0);
@@ -438,7 +428,7 @@ TEST_F(DataDirTest, ADiskFullHalfWayKeepsTheRowsWrittenAndStopsWithOneMessage) {
   EXPECT_EQ(read_file(name(0)), before);  // no half row left behind
   EXPECT_EQ(before, first_lines() + "# heading\r\n0.000,1.25,2.5\r\n0.000,1.5,3.5\r\n");
   ASSERT_EQ(op.shown.size(), 1u);
-  EXPECT_EQ(op.shown[0].text, "Error " + std::to_string(EFBIG) + ": " + std::strerror(EFBIG) +
+  EXPECT_EQ(op.shown[0].text, "Error " + std::to_string(EFBIG) + ":" + std::strerror(EFBIG) +
                                   "\r\nUnable to print to file \"" + name(0) +
                                   "\"\r\nData saving has stopped; the 2 rows saved before are "
                                   "kept.");
@@ -462,7 +452,7 @@ TEST_F(DataDirTest, AFolderRemovedWhileSavingStopsSavingAndCannotBeReopenedSilen
   EXPECT_FALSE(dtdr_save_row("3", 0));
   EXPECT_FALSE(dtdr_saving());
   EXPECT_EQ(op.shown.size(), 1u);
-  EXPECT_EQ(op.shown[0].text.rfind("Error " + std::to_string(ENOENT) + ": ", 0), 0u);
+  EXPECT_EQ(op.shown[0].text.rfind("Error " + std::to_string(ENOENT) + ":", 0), 0u);
 
   // Starting again (the number of the vanished file is free again): the file cannot be made; Yes
   // tries again, No gives up without ending the program.
@@ -470,19 +460,9 @@ TEST_F(DataDirTest, AFolderRemovedWhileSavingStopsSavingAndCannotBeReopenedSilen
   op.expect_msg_box("Retry opening?", MsgAnswer::No);
   EXPECT_FALSE(dtdr_start_stop("", ""));
   EXPECT_FALSE(dtdr_saving());
-  EXPECT_EQ(op.shown[1].text, "Error " + std::to_string(ENOENT) + ": " + std::strerror(ENOENT) +
+  EXPECT_EQ(op.shown[1].text, "Error " + std::to_string(ENOENT) + ":" + std::strerror(ENOENT) +
                                   "\r\nUnable to open file \"" + name(0) +
                                   "\"\r\n   for Output\r\n\r\nRetry opening?");
-}
-
-TEST_F(DataDirTest, TheDirectoryCheckNeedsAFolderThatTakesAFile) {
-  EXPECT_TRUE(dtdr_dir_writable(dir.string()));
-  EXPECT_TRUE(dtdr_dir_writable(dir.string() + "/"));
-  EXPECT_FALSE(fs::exists(dir / ",,,.tmp"));  // the scratch file is removed again
-  EXPECT_FALSE(dtdr_dir_writable(""));
-  EXPECT_FALSE(dtdr_dir_writable((dir / "missing").string()));
-  touch(dir / "plain");
-  EXPECT_FALSE(dtdr_dir_writable((dir / "plain").string()));
 }
 
 }  // namespace
