@@ -281,7 +281,7 @@ TEST_F(DataDirTest, EveryUseBeforeInitAsksForIt) {
   EXPECT_FALSE(dtdr_save_row("1", 0));
   EXPECT_EQ(dtdr_button_caption(), "Save Data");
   EXPECT_EQ(op.shown.size(), 3u);
-  EXPECT_TRUE(seams.settings.all().size() == 1u);  // only the folder this test put there
+  EXPECT_EQ(seams.settings.all().size(), 1u);  // only the folder this test put there
 }
 
 // ---- directory checks and the options dialog -------------------------------------------
