@@ -9,17 +9,11 @@
 #include <vector>
 
 #include "monitor/strip_chart.h"
+#include "support/qt_application.h"
 #include "support/seams.h"
 
 namespace ovn {
 namespace {
-
-void ensure_application() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  if (QApplication::instance() == nullptr) new QApplication(argc, argv);
-}
 
 QColor rgb_of(int32_t word) {
   return QColor(word & 0xFF, (word >> 8) & 0xFF, (word >> 16) & 0xFF);
@@ -69,9 +63,7 @@ class ChartWidgetTest : public ::testing::Test {
   }
   QColor at(double x_ms, double y) const { return widget.image().pixelColor(pixel(x_ms, y)); }
 
-  struct Application {
-    Application() { ensure_application(); }
-  } application;  // before any widget
+  QApplication& application = test::qt_application();  // before any widget
   test::TestSeams seams;
   qt::ChartWidget widget;
   StripChart g;
