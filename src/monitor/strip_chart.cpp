@@ -1,7 +1,9 @@
 #include "monitor/strip_chart.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <cstdint>
 
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
@@ -35,6 +37,14 @@ constexpr double kTickLength = 0.002;  // of the horizontal range
 constexpr double kMinSpan = 0.000001;
 constexpr double kDefaultMsPerScreen = 10000;
 
+// The whole text as a number, or false.
+bool numeric(const std::string& text, double& value) {
+  if (!kw_is_numeric(text)) return false;
+  int stop = 0;
+  value = kw_parse_double(text, stop);
+  return true;
+}
+
 // ---- settings of section "Graphing" ----
 
 std::string lf_setting_seed(const std::string& key, const std::string& default_value) {
@@ -51,10 +61,8 @@ std::string number_text(double value) {
 
 // The setting as a number; text that is not a number leaves the default standing.
 double setting_number(const std::string& key, double default_value) {
-  std::string text = lf_setting_seed(key, number_text(default_value));
-  if (!kw_is_numeric(text)) return default_value;
-  int stop = 0;
-  return kw_parse_double(text, stop);
+  double value = default_value;
+  return numeric(lf_setting_seed(key, number_text(default_value)), value) ? value : default_value;
 }
 
 int32_t setting_color(const std::string& key, int32_t default_value) {
@@ -71,9 +79,8 @@ bool setting_bool(const std::string& key, bool default_value) {
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   if (lower == "true") return true;
   if (lower == "false") return false;
-  if (!kw_is_numeric(text)) return default_value;
-  int stop = 0;
-  return kw_parse_double(text, stop) != 0;
+  double value = 0;
+  return numeric(text, value) ? value != 0 : default_value;
 }
 
 std::string channel_key(const char* what, int ch) {
@@ -81,13 +88,6 @@ std::string channel_key(const char* what, int ch) {
 }
 std::string limit_key(int index) {
   return channel_key("Limits CHN", index % 3 + 1) + (index < 3 ? " UPPER" : " LOWER");
-}
-
-bool numeric(const std::string& text, double& value) {
-  if (!kw_is_numeric(text)) return false;
-  int stop = 0;
-  value = kw_parse_double(text, stop);
-  return true;
 }
 
 // ---- drawing ----
