@@ -63,14 +63,16 @@ QSize screen_room() {
   return {size.width() * 9 / 10, size.height() * 6 / 10};
 }
 
-// Puts `content` in a scroll area that is as large as the content up to the screen's room.
-QScrollArea* scroll_to_fit(QWidget* content) {
+// `content` as it is when it fits the screen's room, else in a scroll area that takes
+// as much of the room as the content needs.
+QWidget* scroll_to_fit(QWidget* content) {
+  QSize want = content->sizeHint();
+  QSize room = screen_room();
+  if (want.width() <= room.width() && want.height() <= room.height()) return content;
   auto* area = new QScrollArea;
   area->setWidget(content);
   area->setWidgetResizable(true);
   area->setFrameShape(QFrame::NoFrame);
-  QSize want = content->sizeHint();
-  QSize room = screen_room();
   int bar = area->style()->pixelMetric(QStyle::PM_ScrollBarExtent);
   int width = want.width() + (want.height() > room.height() ? bar : 0);
   int height = want.height() + (want.width() > room.width() ? bar : 0);
@@ -209,7 +211,9 @@ void ButtonDialog::add_buttons(QVBoxLayout* layout, const GibButtonList& list, c
     if (QColor colour = color_from_bgr(spec.color); colour.isValid()) {
       QPalette palette = button->palette();
       palette.setColor(QPalette::Button, colour);
-      palette.setColor(QPalette::ButtonText, colour.lightness() < 110 ? Qt::white : Qt::black);
+      // Light captions on dark colours (blue); the others stay black.
+      int luma = (299 * colour.red() + 587 * colour.green() + 114 * colour.blue()) / 1000;
+      palette.setColor(QPalette::ButtonText, luma < 64 ? Qt::white : Qt::black);
       button->setPalette(palette);
     }
     bool is_default = static_cast<int>(i) == list.default_button;
