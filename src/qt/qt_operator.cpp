@@ -149,6 +149,14 @@ FileDialogResult QtOperator::show_file_dialog(const FileDialogRequest& request) 
   if (!filters.isEmpty()) dialog->setNameFilters(filters);
   dialog->setAcceptMode(request.save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
   dialog->setFileMode(request.save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+  // A name typed without an extension gets the one of the first filter ("*.611"), as the
+  // technician means a configuration file when saving one.
+  if (request.save && !request.filters.empty()) {
+    const std::string& pattern = request.filters.front().pattern;
+    if (pattern.size() > 2 && pattern.compare(0, 2, "*.") == 0 &&
+        pattern.find_first_of("*?;", 2) == std::string::npos)
+      dialog->setDefaultSuffix(latin1(pattern.substr(2)));
+  }
   if (!request.file_name.empty()) dialog->selectFile(QFile::decodeName(request.file_name.c_str()));
   return run_modal(dialog, [](QFileDialog* d, int code) {
     FileDialogResult result;

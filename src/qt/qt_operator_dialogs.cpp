@@ -387,8 +387,8 @@ DisplayDataDialog::DisplayDataDialog(const DisplayDataRequest& request, int refr
     button->setAutoDefault(false);
     connect(button, &QPushButton::clicked, this, [this, code = spec.code] { press(code); });
     row->addWidget(button);
-    // "Continue"/"OK" comes after "Continue Anyway"; it is the one Enter means.
-    if (spec.code == 3) proceed = button;
+    // Enter means "Continue"/"OK", never the override "Continue Anyway".
+    if (spec.code == 3 && spec.caption != "Continue Anyway") proceed = button;
     if (spec.code == 4) cancel_ = button;
   }
   row->addStretch(1);

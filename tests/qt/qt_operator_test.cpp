@@ -376,6 +376,13 @@ TEST_F(QtOperatorTest, DisplayDataEndsOnEscapeAsCancelAndOnEnterAsOkWithoutAnEnt
     child<QPushButton>(dialog, "btn_code_1")->click();
   });
   EXPECT_EQ(display_data("Shunt", "", 0b01010, "Shunt", "", "", ""), 1);
+  // Enter is never the override "Continue Anyway".
+  when_shown("display_data", [](QWidget* dialog) {
+    key(Qt::Key_Return);
+    EXPECT_TRUE(dialog->isVisible());
+    child<QPushButton>(dialog, "btn_code_3")->click();
+  });
+  EXPECT_EQ(display_data("Noise too high", "", 0b10100, "Zero", "", "", ""), 3);
 }
 
 // ---- user_input ------------------------------------------------------------------------
@@ -497,6 +504,15 @@ TEST_F(QtOperatorTest, FileDialogsStartInTheFolderWithTheFiltersAndReturnThePath
   FileDialogResult saved = file_dialog(request);
   EXPECT_TRUE(saved.chosen);
   EXPECT_EQ(saved.path, request.folder + "/stator.611");
+
+  // A name typed without its extension gets the first filter's.
+  when_shown("", [](QWidget* w) {
+    auto* dialog = qobject_cast<QFileDialog*>(w);
+    ASSERT_NE(dialog, nullptr);
+    child<QLineEdit>(dialog, "fileNameEdit")->setText("spare");  // typed by the operator
+    static_cast<QDialog*>(dialog)->accept();
+  });
+  EXPECT_EQ(file_dialog(request).path, request.folder + "/spare.611");
 
   request.save = false;
   when_shown("", [](QWidget* w) {
