@@ -10,8 +10,7 @@ namespace ovn {
 
 namespace {
 struct DebugLogState {
-  bool started = false;
-  double last_ms = 0;
+  LineTimer timer;
   std::string pending;  // an open line, when the previous call was continued
   bool open = false;
 };
@@ -20,8 +19,20 @@ DebugLogState& st() {
   return s;
 }
 
-// Seconds as "000.000 ": three decimals, at least three digits in front.
-std::string seconds_field(double seconds) {
+std::string date_line(double wall_ms) {
+  std::time_t t = static_cast<std::time_t>(std::floor(wall_ms / 1000.0));
+  std::tm tm{};
+  gmtime_r(&t, &tm);  // wall_ms is already local time
+  char buf[40];
+  std::strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S", &tm);
+  return std::string(buf) + " " + kLogInitText;
+}
+}  // namespace
+
+std::string log_seconds_field(LineTimer& timer, double now) {
+  double seconds = timer.started ? (now - timer.last_ms) / 1000.0 : 0.0;
+  timer.started = true;
+  timer.last_ms = now;
   char buf[32];
   auto r = std::to_chars(buf, buf + sizeof buf, seconds < 0 ? 0.0 : seconds,
                          std::chars_format::fixed, 3);
@@ -30,28 +41,12 @@ std::string seconds_field(double seconds) {
   return s + " ";
 }
 
-std::string date_line(double wall_ms) {
-  std::time_t t = static_cast<std::time_t>(std::floor(wall_ms / 1000.0));
-  std::tm tm{};
-  gmtime_r(&t, &tm);  // wall_ms is already local time
-  char buf[40];
-  std::strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S", &tm);
-  return std::string(buf) + " *****Debug  init";
-}
-}  // namespace
-
 void debug_log(const std::string& text, bool continued) {
   auto& s = st();
   LogSink* sink = log_sink();
   if (!s.open) {
-    double now = now_ms();
-    if (!s.started) {
-      s.started = true;
-      s.last_ms = now;
-      if (sink) sink->write_line(date_line(clock().wall_ms()));
-    }
-    s.pending = seconds_field((now - s.last_ms) / 1000.0);
-    s.last_ms = now;
+    if (!s.timer.started && sink) sink->write_line(date_line(clock().wall_ms()));
+    s.pending = log_seconds_field(s.timer, now_ms());
   }
   s.pending += text;
   s.open = continued;

@@ -15,4 +15,22 @@ void debug_log(const std::string& text, bool continued = false);
 // Forgets the run: the next line is again preceded by the init line (tests use this).
 void debug_log_reset();
 
+// The trace line builder: a time stamp (kw_stamp_base64 of the wall time, a blank), the
+// seconds since the previous line as "000.000 ", and the text. The first call of a run
+// puts "*****Debug  init" and CR LF in front. After a call with `continued` set the next
+// text continues that line: it comes back alone, without a stamp, and the time of the
+// previous line stays. The line is written nowhere; the caller decides where it goes.
+std::string kw_trace(const std::string& text, bool continued = false);
+void kw_trace_reset();
+
+// The stamp shared by the debug log and the trace: the seconds since the previous line
+// of a run, as "000.000 " (three decimals, at least three digits in front).
+inline constexpr const char* kLogInitText = "*****Debug  init";
+struct LineTimer {
+  bool started = false;  // a line has been stamped in this run
+  double last_ms = 0;
+};
+// The field for a line starting now; moves the timer on. The first line of a run gets 0.
+std::string log_seconds_field(LineTimer& timer, double now);
+
 }  // namespace ovn

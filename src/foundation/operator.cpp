@@ -44,20 +44,6 @@ std::string trim_blanks(const std::string& text) {
 
 // ---- shared with the other operator files ----------------------------------------------
 
-std::vector<std::string> op_split(const std::string& text, const std::string& separator) {
-  std::vector<std::string> pieces;
-  if (separator.empty()) return {text};
-  size_t from = 0;
-  for (;;) {
-    size_t at = text.find(separator, from);
-    if (at == std::string::npos) break;
-    pieces.push_back(text.substr(from, at - from));
-    from = at + separator.size();
-  }
-  pieces.push_back(text.substr(from));
-  return pieces;
-}
-
 DisplayDataRecord& op_display_data_record() {
   return state().display;
 }
@@ -77,7 +63,7 @@ GibButtonList gmb_parse_buttons(const std::string& list) {
   if (list.empty()) return out;
   int bang_default = -1;
   int ok_default = -1;
-  std::vector<std::string> entries = op_split(list, "|");
+  std::vector<std::string> entries = kw_split(list, "|");
   for (size_t k = 0; k < entries.size(); ++k) {
     std::string entry = entries[k];
     if (k > 0 && entry.empty()) break;
@@ -237,9 +223,9 @@ bool gib_title_empty() {
 std::vector<GibcbSetting> gibcb_parse(const std::string& settings) {
   std::vector<GibcbSetting> out;
   if (settings.empty()) return out;
-  for (const std::string& entry : op_split(settings, "|")) {
+  for (const std::string& entry : kw_split(settings, "|")) {
     if (out.size() == 101) fatal_error("gibcb: more than 101 settings in \"" + settings + "\"");
-    std::vector<std::string> pieces = op_split(entry, "^");
+    std::vector<std::string> pieces = kw_split(entry, "^");
     if (pieces.size() > 21)
       fatal_error("gibcb: more than 21 pieces in the setting \"" + entry + "\"");
     GibcbSetting setting;
@@ -298,7 +284,7 @@ std::vector<UserInputField> user_input_parse_text(const std::string& separator,
                                                   const std::string& text) {
   std::vector<UserInputField> fields;
   int slot = 0;  // 0 label, 1 data, 2 comment of the field being filled
-  for (const std::string& piece : op_split(text, separator)) {
+  for (const std::string& piece : kw_split(text, separator)) {
     if (piece.empty()) {
       slot = 0;  // ends the field early; the next piece begins the following one
       continue;
@@ -323,14 +309,22 @@ std::vector<UserInputField> user_input_parse_text(const std::string& separator,
   return fields;
 }
 
+int user_input_move(const std::vector<UserInputField>& fields, int from, int direction) {
+  for (int i = from + direction; i >= 0 && i < static_cast<int>(fields.size()); i += direction)
+    if (fields[i].enabled) return i;
+  return -1;
+}
+
 namespace {
 
 bool show_input_form() {
-  UserInputForm& form = state().input;
-  Operator& op = op_required("user_input", form.title);
+  // The operator is shown a copy: an event handler may open another form meanwhile.
+  const UserInputForm shown = state().input;
+  Operator& op = op_required("user_input", shown.title);
   std::vector<std::string> typed;
-  for (const UserInputField& field : form.fields) typed.push_back(field.data);
-  bool accepted = op.show_user_input(form, typed);
+  for (const UserInputField& field : shown.fields) typed.push_back(field.data);
+  bool accepted = op.show_user_input(shown, typed);
+  UserInputForm& form = state().input;
   // Whatever the button, the enabled fields keep what was typed, so that showing the form
   // again after a refused value keeps the operator's work.
   for (size_t i = 0; i < form.fields.size() && i < typed.size(); ++i)
@@ -341,7 +335,7 @@ bool show_input_form() {
 void set_buttons(UserInputForm& form, const std::string& buttons) {
   std::vector<std::string> captions = buttons == kUserInputDefaultButtons
                                           ? std::vector<std::string>{"Ok", "Cancel"}
-                                          : op_split(buttons, "|");
+                                          : kw_split(buttons, "|");
   captions.resize(2);
   form.accept_caption = captions[0];
   form.cancel_caption = captions[1];
@@ -376,9 +370,9 @@ bool user_input(const std::string& separator, const std::string& labels, const s
   UserInputForm form;
   form.title = title;
   set_buttons(form, buttons);
-  std::vector<std::string> label_list = op_split(labels, separator);
-  std::vector<std::string> data_list = op_split(data, separator);
-  std::vector<std::string> comment_list = op_split(comments, separator);
+  std::vector<std::string> label_list = kw_split(labels, separator);
+  std::vector<std::string> data_list = kw_split(data, separator);
+  std::vector<std::string> comment_list = kw_split(comments, separator);
   for (size_t i = 0; i < label_list.size() && i < kUserInputMaxFields; ++i) {
     if (label_list[i].empty()) break;
     UserInputField field;
@@ -441,7 +435,8 @@ void user_input_set_comment(int index, const std::string& text) {
 
 std::optional<std::string> input_box(const std::string& prompt, const std::string& title,
                                      const std::string& default_text) {
-  return op_required("input_box", prompt).show_input_box(prompt, title, default_text);
+  // The prompt takes the same escapes as a gib text; the answer stays exactly as typed.
+  return op_required("input_box", prompt).show_input_box(kw_unescape(prompt), title, default_text);
 }
 
 MsgAnswer msg_box(const std::string& text, MsgButtons buttons, const std::string& title) {

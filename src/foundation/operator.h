@@ -68,12 +68,15 @@ struct GibButtonList {
 };
 
 // Parses a button list "A|B|C" with its "?" codes:
-//   "?." "?<" "?>" new row centred / flush left / flush right; "? " new row after a blank
-//   row; "?_" spaced; "?/" style bit; "?!" default; "?g" "?y" "?r" "?b" "?i" colours green,
-//   yellow, red, blue, inherit. "text?:tip" gives a tool tip. An empty list has no buttons;
-//   an empty entry after the first ends the list. A row code on the first button sets the
-//   first row's alignment instead of adding a row. "OK" is the default unless "?!" names
-//   one. More than 101 buttons or 41 rows is a programmer's error (fatal_error).
+//   "?." "?<" "?>" new row centred / flush left / flush right
+//   "? "  new row (centred) after a blank row
+//   "?_" spaced, "?/" style bit, "?!" default
+//   "?g" "?y" "?r" "?b" "?i" colour green, yellow, red, blue, inherit
+// "text?:tip" gives a tool tip. An empty list has no buttons; an empty entry after the
+// first ends the list. A button opens at most one row: a row code on the first button, or a
+// second one on any button, shapes the row it is in. "Cancel" answers Escape; "OK" is the
+// default unless "?!" names one (the last named wins). More than 101 buttons or 41 rows is
+// a programmer's error (fatal_error).
 GibButtonList gmb_parse_buttons(const std::string& list);
 
 // A gib request after preparation: what a toolkit shows.
@@ -235,6 +238,10 @@ extern const std::string kUserInputDefaultButtons;
 std::vector<UserInputField> user_input_parse_text(const std::string& separator,
                                                   const std::string& text);
 
+// Keyboard movement in a form: the next enabled field after `from` in `direction` (+1 for
+// Down and Enter, -1 for Up), or -1 when there is none that way.
+int user_input_move(const std::vector<UserInputField>& fields, int from, int direction);
+
 // List form: each list is cut at the separator; field i has label i, data i, comment i;
 // the fields end at the first empty label. Buttons: two captions "Accept|Cancel".
 // Returns true for the accepting button. On accept the enabled fields take what was
@@ -260,7 +267,8 @@ void user_input_set_comment(int index, const std::string& text);
 
 // ---- Plain dialogs ---------------------------------------------------------------------
 
-// The general input box: the typed text, or nothing when cancelled.
+// The general input box: the typed text, or nothing when cancelled. The prompt's backslash
+// escapes are expanded as in gib; the answer is not touched.
 std::optional<std::string> input_box(const std::string& prompt, const std::string& title,
                                      const std::string& default_text = "");
 
@@ -306,13 +314,15 @@ class Operator {
  public:
   virtual ~Operator() = default;
   // Modal: the pressed button's index (a timed box: 0 when it runs out). Non-modal: shows
-  // and returns at once (the result is not used).
+  // and returns at once (the result is not used). The title bar shows gmb_title_line; with
+  // ticks != 0 a 102 ms timer calls gmb_countdown_fire and closes the box when it finishes.
   virtual int show_gib(const GibBox& box) = 0;
   virtual void close_gib() = 0;
   virtual void set_gib_title(const std::string& title) = 0;
   // The operator toggles `checked` (it starts as request.checked); returns the button.
   virtual int show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) = 0;
-  // Returns after a press that request.press accepted; the result is that press's code.
+  // Shows request.live_text() every 50 ms. Returns after a press that request.press
+  // accepted; the result is that press's code.
   virtual int show_display_data(const DisplayDataRequest& request) = 0;
   // `typed` starts as the fields' data; the operator edits the enabled ones. True: accept.
   virtual bool show_user_input(const UserInputForm& form, std::vector<std::string>& typed) = 0;

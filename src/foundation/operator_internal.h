@@ -9,8 +9,6 @@
 
 namespace ovn {
 
-// Splits at every separator (an empty text gives one empty piece).
-std::vector<std::string> op_split(const std::string& text, const std::string& separator);
 // The installed operator; with none, a programmer's error naming the service and its text.
 Operator& op_required(const char* service, const std::string& what);
 

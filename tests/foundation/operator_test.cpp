@@ -238,6 +238,10 @@ TEST_F(OperatorTest, ATimedBoxShowsNoButtonsRunsDownOnTheClockAndReturnsZero) {
   EXPECT_EQ(seams.pumps - pumps_before, 20);  // the program goes on while it counts down
   EXPECT_TRUE(op.last().buttons.empty());
   EXPECT_EQ(op.last().gib.ticks, 20);
+  // The untitled box counted down in its title, starting at the virtual 10:00:00.
+  ASSERT_EQ(op.last().fields.size(), 20u);
+  EXPECT_EQ(op.last().fields[0], "10:00:00 <= 1.9 seconds left");
+  EXPECT_EQ(op.last().fields[10], "10:00:01 <= .9 seconds left");
 }
 
 TEST_F(OperatorTest, AnEmptyButtonListLeavesTheBoxToTheCaller) {
@@ -379,6 +383,15 @@ TEST(UserInputParseText, FillsLabelDataCommentAndStartsAFieldAfterAnEmptyPiece) 
   EXPECT_EQ(user_input_parse_text("|", text).size(), 51u);
 }
 
+TEST(UserInputMove, DownAndUpSkipReadOnlyFields) {
+  std::vector<UserInputField> f = user_input_parse_text("|", "A|1||B|)2||C|3||D|]4");
+  EXPECT_EQ(user_input_move(f, 0, +1), 2);
+  EXPECT_EQ(user_input_move(f, 2, -1), 0);
+  EXPECT_EQ(user_input_move(f, 2, +1), -1);  // only read-only fields below
+  EXPECT_EQ(user_input_move(f, 0, -1), -1);
+  EXPECT_EQ(user_input_move(f, -1, +1), 0);  // entering the form
+}
+
 TEST_F(OperatorTest, ReadOnlyDataIsShownButNotReadBack) {
   op.expect_user_input("Range", true, {{0, "9"}, {1, "500"}});
   EXPECT_TRUE(user_input_text("|", "Channel|)5||Range|100", "Setup"));
@@ -440,6 +453,7 @@ TEST_F(OperatorTest, IndexedAccessOutsideTheFieldsReadsEmptyAndLogsWrites) {
 TEST_F(OperatorTest, PlainDialogsPassTheOperatorsAnswersThrough) {
   op.expect_input_box("Enter New ID:", "B");
   op.expect_input_box("Enter current", std::nullopt);
+  op.expect_input_box("Usually", "90\\n");
   op.expect_msg_box("Retry opening?", MsgAnswer::No);
   op.expect_file_dialog("Configurations for KST", "/tmp/a.611");
   op.expect_file_dialog("", std::nullopt, "Path not found");
@@ -448,6 +462,8 @@ TEST_F(OperatorTest, PlainDialogsPassTheOperatorsAnswersThrough) {
   EXPECT_EQ(input_box("Current ID:A\r\nEnter New ID:", "ID", "A"), "B");
   EXPECT_EQ(op.last().default_text, "A");
   EXPECT_EQ(input_box("Enter current", ""), std::nullopt);
+  EXPECT_EQ(input_box("Enter Starting Frequency in kHz\\n   Usually 90.00 kHz", "", "90"), "90\\n");
+  EXPECT_EQ(op.last().text, "Enter Starting Frequency in kHz\r   Usually 90.00 kHz");
   EXPECT_EQ(msg_box("Unable to open file\r\nRetry opening?", MsgButtons::YesNo, ""), MsgAnswer::No);
   EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"Yes", "No"}));
 
@@ -530,6 +546,21 @@ TEST_F(SeamsTest, AnAnswerTheBoxCannotGiveFailsTheTest) {
   EXPECT_NONFATAL_FAILURE(gib("Save?", "Yes|No", 0, ""), "button 3 does not exist");
   EXPECT_NONFATAL_FAILURE(answer = gib("Wait", "OK", 0, "", "", 0.5), "always answers 0");
   EXPECT_EQ(answer, 0);
+
+  op.expect_msg_box("Retry?", MsgAnswer::Yes);
+  EXPECT_NONFATAL_FAILURE(msg_box("Retry?", MsgButtons::RetryCancel, ""),
+                          "the answer Yes is not offered");
+  op.expect_gibcb("Flag", 2);
+  int32_t value = 0;
+  EXPECT_NONFATAL_FAILURE(gibcb(value, "Flag ^Off^On", "Apply|Cancel", ""),
+                          "button 2 does not exist");
+  op.expect_display_data("Step", {{0}, {4}});
+  EXPECT_NONFATAL_FAILURE(answer = display_data("Step", "", 24, "", "", "", ""),
+                          "no button answers code 0");
+  EXPECT_EQ(answer, 4);
+  // A modal box with no buttons ends by its window: any answer stands for that.
+  op.expect_gib("Stuck", 7);
+  EXPECT_EQ(gib("Stuck", "", 0, ""), 7);
 }
 
 TEST_F(SeamsTest, ANestedOperatorPutsThePreviousOneBack) {

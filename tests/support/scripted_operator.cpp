@@ -26,8 +26,31 @@ int safe_button(const GibButtonList& list) {
   return list.buttons.empty() ? 0 : static_cast<int>(list.buttons.size()) - 1;
 }
 
-const char* const kMsgButtonCaptions[] = {"OK", "OK|Cancel", "Yes|No", "Yes|No|Cancel",
-                                          "Retry|Cancel"};
+std::vector<std::string> msg_captions(MsgButtons buttons) {
+  switch (buttons) {
+    case MsgButtons::Ok:
+      return {"OK"};
+    case MsgButtons::OkCancel:
+      return {"OK", "Cancel"};
+    case MsgButtons::YesNo:
+      return {"Yes", "No"};
+    case MsgButtons::YesNoCancel:
+      return {"Yes", "No", "Cancel"};
+    case MsgButtons::RetryCancel:
+      return {"Retry", "Cancel"};
+  }
+  return {};
+}
+
+const char* const kMsgAnswerCaptions[] = {"OK", "Cancel", "Yes", "No", "Retry"};
+
+// Fails the test when `answer` names no button of a box that has buttons. (A box with none
+// ends only by its window closing or by the caller; any answer stands for that.)
+void check_button(int answer, const GibButtonList& list, const std::string& list_text) {
+  int count = static_cast<int>(list.buttons.size());
+  if (count > 0 && (answer < 0 || answer >= count))
+    ADD_FAILURE() << "button " << answer << " does not exist in \"" << list_text << "\"";
+}
 
 }  // namespace
 
@@ -186,8 +209,15 @@ int ScriptedOperator::show_gib(const GibBox& box) {
       ADD_FAILURE() << "a timed box always answers 0: \"" << box.text << "\"";
     // The count-down runs tick by tick with the event loop going, as on screen; only on a
     // virtual clock, so that a test without one does not really wait.
-    if (dynamic_cast<VirtualClock*>(&clock()) != nullptr)
-      for (int32_t tick = 0; tick < box.ticks; ++tick) yield_ms(102);
+    if (dynamic_cast<VirtualClock*>(&clock()) != nullptr) {
+      GibCountdown countdown = gmb_countdown_start(box.ticks);
+      for (bool finished = false; !finished;) {
+        yield_ms(102);
+        GibTimerView view = gmb_countdown_fire(countdown, box.title, kw_now());
+        shown[at].fields.push_back(view.title_line);
+        finished = view.finished;
+      }
+    }
     answer = 0;
   } else if (e && !e->caption.empty()) {
     const std::vector<std::string>& captions = shown[at].buttons;
@@ -198,8 +228,7 @@ int ScriptedOperator::show_gib(const GibBox& box) {
       answer = static_cast<int>(it - captions.begin());
   } else if (e) {
     answer = e->answer;
-    if (!box.non_modal() && (answer < 0 || answer >= static_cast<int>(box.buttons.buttons.size())))
-      ADD_FAILURE() << "button " << answer << " does not exist in \"" << box.button_list << "\"";
+    if (!box.non_modal()) check_button(answer, box.buttons, box.button_list);
   }
   shown[at].answer = answer;
   return answer;
@@ -235,6 +264,7 @@ int ScriptedOperator::show_gibcb(const GibcbRequest& request, std::vector<bool>&
         checked[i] = !checked[i];
     }
     answer = e->answer;
+    check_button(answer, request.buttons, request.button_list);
   }
   for (size_t i = 0; i < request.settings.size(); ++i)
     captions[i] = gibcb_caption(request.settings[i], checked[i]);
@@ -256,6 +286,12 @@ int ScriptedOperator::show_display_data(const DisplayDataRequest& request) {
   std::string entry = request.input_value;
   for (const Press& p : presses) {
     if (p.typed) entry = *p.typed;
+    auto offered = std::find_if(request.buttons.begin(), request.buttons.end(),
+                                [&p](const DisplayDataButton& b) { return b.code == p.code; });
+    if (offered == request.buttons.end()) {
+      ADD_FAILURE() << "no button answers code " << p.code << " in \"" << request.text << "\"";
+      continue;
+    }
     if (request.press(p.code, entry)) {
       shown[at].answer = p.code;
       return p.code;
@@ -301,19 +337,16 @@ std::optional<std::string> ScriptedOperator::show_input_box(const std::string& p
 
 MsgAnswer ScriptedOperator::show_msg_box(const std::string& text, MsgButtons buttons,
                                          const std::string& title) {
-  Shown s{.kind = BoxKind::MsgBox, .text = text, .title = title};
-  std::string list = kMsgButtonCaptions[static_cast<int>(buttons)];
-  for (size_t from = 0;;) {
-    size_t bar = list.find('|', from);
-    s.buttons.push_back(list.substr(from, bar - from));
-    if (bar == std::string::npos) break;
-    from = bar + 1;
-  }
+  Shown s{.kind = BoxKind::MsgBox, .text = text, .title = title, .buttons = msg_captions(buttons)};
   size_t at = shown.size();
   std::optional<Expectation> e = take(std::move(s));
   MsgAnswer answer;
   if (e) {
     answer = static_cast<MsgAnswer>(e->answer);
+    const std::vector<std::string>& offered = shown[at].buttons;
+    const char* caption = kMsgAnswerCaptions[e->answer];
+    if (std::find(offered.begin(), offered.end(), caption) == offered.end())
+      ADD_FAILURE() << "the answer " << caption << " is not offered by \"" << text << "\"";
   } else {
     switch (buttons) {
       case MsgButtons::Ok:

@@ -21,9 +21,12 @@
 // When the operator goes, expectations never met fail the test (unless check_at_end is
 // cleared).
 //
-// A timed gib (positive ticks) runs its count-down on the virtual clock, 102 ms a tick,
-// and answers 0; queue it with answer 0. A non-modal gib is matched like any box; its
-// answer is not used, and box_open tells whether the caller closed it.
+// An answer the box does not offer (button 5 of three, Yes to an OK box, a display_data code
+// outside the mask) fails the test too.
+//
+// A timed gib (positive ticks) runs its count-down on the virtual clock, 102 ms a tick with
+// the event loop going, and answers 0; queue it with answer 0. A non-modal gib is matched
+// like any box; its answer is not used, and box_open tells whether the caller closed it.
 
 #include <gtest/gtest.h>
 
@@ -61,21 +64,23 @@ struct Shown {
   std::vector<std::string> buttons = {};  // captions (gib, gibcb, display_data, user_input)
   int32_t flags = 0;                      // gib, gibcb
   std::string font = {};                  // gib, gibcb
-  std::vector<std::string> fields = {};   // user_input: data as shown; gibcb: captions at the end
-  std::string live = {};                  // display_data: the live value's text when shown
-  std::string default_text = {};          // input box default; display_data input value
-  GibBox gib = {};                        // gib: the whole request
-  UserInputForm form = {};                // user_input: the whole form
-  FileDialogRequest file = {};            // file dialog: the whole request
-  int answer = 0;                         // button index, code, MsgAnswer or 1/0 given back
-  bool expected = true;                   // false: nobody queued it
+  // user_input: data as shown; gibcb: captions at the end; timed gib: the title line after
+  // each tick of the count-down
+  std::vector<std::string> fields = {};
+  std::string live = {};          // display_data: the live value's text when shown
+  std::string default_text = {};  // input box default; display_data input value
+  GibBox gib = {};                // gib: the whole request
+  UserInputForm form = {};        // user_input: the whole form
+  FileDialogRequest file = {};    // file dialog: the whole request
+  int answer = 0;                 // button index, code, MsgAnswer or 1/0 given back
+  bool expected = true;           // false: nobody queued it
 };
 
 // One press in display_data: the code, and what the operator typed before (nothing:
 // the entry is left as it was).
 struct Press {
   int code = 3;
-  std::optional<std::string> typed;
+  std::optional<std::string> typed = {};
 };
 
 class ScriptedOperator : public Operator {
