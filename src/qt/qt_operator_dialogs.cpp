@@ -283,10 +283,12 @@ void GibDialog::fire() {
   GibTimerView view = gmb_countdown_fire(countdown_, title_, kw_now());
   bar_->set(view.bar, view.hollow);
   set_title_line(this, view.title_line);
-  if (view.finished) {
-    timer_.stop();
-    press(0);
-  }
+  if (view.finished) press(0);
+}
+
+void GibDialog::press(int index) {
+  timer_.stop();  // a non-modal box only hides; its sweep must not run on unseen
+  ButtonDialog::press(index);
 }
 
 // ---- GibcbDialog -----------------------------------------------------------------------

@@ -91,6 +91,9 @@ class GibDialog : public ButtonDialog {
   // One firing of the count-down (the timer's work; a timed box closes on its last).
   void fire();
 
+ protected:
+  void press(int index) override;
+
  private:
   std::string title_;
   GibCountdown countdown_;

@@ -550,7 +550,6 @@ TEST_F(QtOperatorTest, TheActiveWindowsTitleIsReadAndSetForTheSerialRetries) {
   EXPECT_EQ(title, "KST on COM3");
   set_active_window_title("Retry 2 on COM3");
   EXPECT_EQ(window.windowTitle(), "Retry 2 on COM3");
-  flash_active_window();  // the window is active: nothing to ask for
   window.hide();
   EXPECT_TRUE(run_until([] { return QApplication::activeWindow() == nullptr; }));
   EXPECT_FALSE(active_window_title(title));
