@@ -18,8 +18,17 @@ namespace {
 
 // Runs a dialog in its own event loop and hands it to `read` afterwards. The dialog lives
 // on the heap so that the loss of its parent during the loop cannot delete it twice.
+// Whether a window that stays on top (an open non-modal box) is showing.
+bool window_on_top() {
+  for (QWidget* window : QApplication::topLevelWidgets())
+    if (window->isVisible() && (window->windowFlags() & Qt::WindowStaysOnTopHint)) return true;
+  return false;
+}
+
 template <typename Dialog, typename Read>
 auto run_modal(Dialog* dialog, Read read) {
+  // A question must not open hidden under the box that announces the work in progress.
+  if (window_on_top()) dialog->setWindowFlag(Qt::WindowStaysOnTopHint, true);
   QPointer<Dialog> guard(dialog);
   int code = dialog->exec();
   auto result = read(guard.isNull() ? nullptr : dialog, code);

@@ -278,6 +278,14 @@ TEST_F(QtOperatorTest, ABusyBoxStaysOnTopSweepsAndGoesOnlyWhenTheCallerClosesIt)
   gib_set_title("Block 3 of 7");
   EXPECT_EQ(box->windowTitle(), "10:00:00 Block 3 of 7");
 
+  // A question asked meanwhile opens above the box, and leaves it open.
+  when_shown("display_data", [](QWidget* dialog) {
+    EXPECT_TRUE(dialog->windowFlags() & Qt::WindowStaysOnTopHint);
+    key(Qt::Key_Escape);
+  });
+  EXPECT_EQ(display_data("Remove the load", "N", 0b10000, "Zero", "", "", ""), 4);
+  EXPECT_TRUE(box->isVisible());
+
   // A new box takes the place of the open one.
   gib("Writing to flash", "", kGibNonModal | kGibWarning, "", "Courier New", -1);
   QPointer<GibDialog> second = op.open_box();
