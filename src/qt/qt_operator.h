@@ -9,7 +9,8 @@
 // parent, since the caller may close it while they are open.
 //
 // File paths cross in the file system's own encoding (QFile::encodeName), so that the
-// path the operator picked is the path the core opens; all other texts are Latin-1.
+// path the operator picked is the path the core opens; all other texts are Latin-1. A save
+// dialog whose first filter is "*.<ext>" adds ".<ext>" to a name typed without one.
 
 #include <QPointer>
 

@@ -60,9 +60,11 @@ class TimelineBar : public QWidget {
   bool hollow_ = false;
 };
 
-// A dialog that ends with the index of a pressed button. Escape and the window's close
-// press the "Cancel" button when there is one; otherwise they are ignored, except that a
-// box with no buttons at all may be closed (it answers -1).
+// A dialog that ends with the index of a pressed button. Enter presses the default button
+// only: with none, Enter is no answer (Space presses the focused one), so that a stray
+// Enter never picks "Abort". Escape and the window's close press the "Cancel" button when
+// there is one; otherwise they are ignored, except that a box with no buttons at all and
+// no count-down may be closed (it answers -1).
 class ButtonDialog : public QDialog {
  public:
   explicit ButtonDialog(QWidget* parent);
