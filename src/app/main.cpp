@@ -9,6 +9,7 @@
 
 #include "build_info.h"
 #include "foundation/platform.h"
+#include "qt/frm_data_dir_dialog.h"
 #include "qt/main_window.h"
 #include "qt/qt_operator.h"
 #include "qt/qt_settings_store.h"
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
   ovn::set_fatal_reporter(ovn::qt::report_fatal);
 
   ovn::qt::MainWindow window;
+  ovn::qt::install_frm_data_dir_runner(&window);
   window.show();
   int rc = app.exec();
   ovn::set_fatal_reporter(nullptr);
