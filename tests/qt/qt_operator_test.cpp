@@ -25,7 +25,9 @@
 namespace ovn::qt {
 namespace {
 
+// The one application object of the test program, whichever test made it first.
 QApplication& application() {
+  if (auto* existing = qobject_cast<QApplication*>(QCoreApplication::instance())) return *existing;
   static int argc = 1;
   static char name[] = "test_qt";
   static char* argv[] = {name, nullptr};
