@@ -11,16 +11,13 @@
 #include "support/scripted_operator.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"
+#include "test_application.h"
 
 namespace ovn {
 namespace {
 
 QApplication& app() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  static QApplication instance(argc, argv);
-  return instance;
+  return test::test_application();
 }
 
 class FrmDataDirDialogTest : public test::SeamsTest {

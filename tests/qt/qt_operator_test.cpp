@@ -21,19 +21,10 @@
 #include <functional>
 
 #include "support/seams.h"
+#include "test_application.h"
 
 namespace ovn::qt {
 namespace {
-
-// The one application object of the test program, whichever test made it first.
-QApplication& application() {
-  if (auto* existing = qobject_cast<QApplication*>(QCoreApplication::instance())) return *existing;
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  static QApplication* app = new QApplication(argc, argv);
-  return *app;
-}
 
 template <typename W = QWidget>
 W* child(QWidget* parent, const QString& name) {
@@ -68,7 +59,7 @@ bool run_until(const std::function<bool()>& done) {
 class QtOperatorTest : public test::SeamsTest {
  protected:
   QtOperatorTest() {
-    application();
+    test::test_application();
     set_operator(&op);
     set_event_pump([] { QApplication::processEvents(); });
     connect_poll();
