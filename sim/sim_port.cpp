@@ -175,9 +175,8 @@ void SimPort::deliver(double ready_ms, const std::string& bytes) {
   transcript_.push_back({ready_ms, '<', bytes});
 }
 
-void SimPort::stray_line(const std::string& text) {
-  if (!open_) return;
-  deliver(now(), text + sim_.config.line_end);
+void SimPort::stray_bytes(const std::string& bytes) {
+  if (open_) deliver(now(), bytes);
 }
 
 std::vector<std::string> SimPort::requests() const {

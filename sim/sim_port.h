@@ -73,8 +73,10 @@ class SimPort final : public PortService {
   void cut_next_reply(size_t keep) { cut_ = static_cast<long>(keep); }
   // These bytes arrive just before the next reply (line noise).
   void garbage_before_next_reply(const std::string& bytes) { garbage_ = bytes; }
-  // An unasked line, readable at once (the instrument's line end is added).
-  void stray_line(const std::string& text);
+  // Unasked bytes, readable at once: a half line left on the wire ("12" with no end)...
+  void stray_bytes(const std::string& bytes);
+  // ...or a whole unasked line (the instrument's line end is added).
+  void stray_line(const std::string& text) { stray_bytes(text + sim_.config.line_end); }
   // The instrument answers "!" to this exact message (without address) until cleared.
   void answer_bang(const std::string& message) { bang_.insert(message); }
   void clear_bangs() { bang_.clear(); }
