@@ -118,6 +118,19 @@ TEST_F(SimPtyThread, RepliesTakeAtLeastTheLineTimeOfTheBaudRate) {
   EXPECT_GE(ms, 5 * 11 * 10 * 1000.0 / 9600) << "5 exchanges of 11 bytes at 9600 baud";
 }
 
+TEST_F(SimPtyThread, ClientMayCloseAndReopenTheDeviceAsAPortResetDoes) {
+  SimServeOptions options;
+  options.baud = 0;
+  serve(SimConfig{}, options);
+  EXPECT_EQ(exchange(fd, "AUCA\n"), "655360000\r");
+  for (int i = 0; i < 3; ++i) {
+    ::close(fd);
+    fd = open_device(pty.path);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(exchange(fd, "ATMA\n"), "32768\r");
+  }
+}
+
 TEST_F(SimPtyThread, InstrumentHearsOnlyAClientAtItsOwnRate) {
   SimConfig hzym;
   hzym.family = SimFamily::Hzym;
