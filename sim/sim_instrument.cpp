@@ -527,7 +527,7 @@ std::string password_message(SimInstrument& sim, const std::string& arg) {
 
 // "PC<s>old<s>new<s>new" with a separator s of the program's choosing.
 std::string password_change(SimInstrument& sim, const std::string& arg) {
-  if (arg.size() < 4) return kRefused;
+  if (sim.locked || arg.size() < 4) return kRefused;  // the program unlocks first
   char sep = arg[0];
   std::vector<std::string> parts;
   std::string cur;

@@ -147,6 +147,7 @@ TEST_F(SimKst, PasswordLockRefusesWritesUntilUnlockedAndCanBeChanged) {
   EXPECT_EQ(ask(port, "IDB"), "!");
   EXPECT_EQ(ask(port, "CE1A"), "2001.0002") << "reads still answer";
   EXPECT_EQ(ask(port, "FL15"), "OK") << "the filter stays the operator's while locked";
+  EXPECT_EQ(ask(port, "PC,kst,abc,abc"), "!") << "a locked instrument keeps its password";
 
   // Unlocking in the order the change-password procedure uses: state first.
   EXPECT_EQ(ask(port, "PS0kst"), "OK");
