@@ -10,6 +10,7 @@
 
 #include "build_info.h"
 #include "foundation/platform.h"
+#include "qt/frm_data_dir_dialog.h"
 #include "qt/main_window.h"
 #include "qt/qt_settings_store.h"
 
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
   });
 
   ovn::qt::MainWindow window;
+  ovn::qt::install_frm_data_dir_runner(&window);
   window.show();
   int rc = app.exec();
   ovn::set_settings_store(nullptr);
