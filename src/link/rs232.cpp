@@ -59,6 +59,7 @@ struct Rs232State {
   std::string out;
   int32_t retries = 0;
   bool exit_flag = false;
+  bool trace = false;
   bool busy = false;
   int32_t good_count = 0;
 };
@@ -363,6 +364,9 @@ void rs232_set_exit_flag(bool on) {
 bool rs232_exit_flag() {
   return st().exit_flag;
 }
+void rs232_set_trace(bool on) {
+  st().trace = on;
+}
 bool rs232_busy() {
   return st().busy;
 }
@@ -395,12 +399,14 @@ const std::string& rs232_id() {
 void rs232_send(const std::string& message) {
   auto& s = st();
   s.out.assign(s.id).append(message).push_back('\n');
+  if (s.trace) debug_log("RS232 SENT:" + quoted(log_form(s.out)));
   s.port->output(s.out);
 }
 
 bool rs232_read_input(std::string& reply) {
   std::string pending = st().port->input();
   if (pending.empty()) return false;
+  if (st().trace) debug_log("RS232 READ:" + quoted(log_form(pending)));
   reply += pending;
   return true;
 }
