@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "foundation/debug_log.h"
+#include "foundation/kw.h"
 #include "instrument/family.h"
 #include "link/rs232.h"
 #include "sim/sim_port.h"
@@ -22,114 +23,21 @@ namespace ovn::test {
 namespace {
 
 // The factory defaults as a technician reads them off the reset sheet, in sending order.
-const std::vector<std::string> kResetSheet = {"UCA655360000",
-                                              "UCB0",
-                                              "UIANone",
-                                              "UIBNone",
-                                              "UICNone",
-                                              "TA3",
-                                              "UIDNone",
-                                              "UN1lbf-in",
-                                              "DS11",
-                                              "FL19",
-                                              "OL14002.0004",
-                                              "CE1A2001.0002",
-                                              "CF1A0",
-                                              "CE1B1",
-                                              "CF1B81224.57635704515",
-                                              "CE1C-1",
-                                              "CF1C-81224.57635704515",
-                                              "CE1D.5",
-                                              "CF1D40612.288",
-                                              "CE1E-.5",
-                                              "CF1E-40612.288",
-                                              "SVA100975.09988518943",
-                                              "SVB-100975.09988518943",
-                                              "TCA0",
-                                              "TCB0",
-                                              "TCC0",
-                                              "TCD0",
-                                              "TCE0",
-                                              "TCF0",
-                                              "AOA0",
-                                              "AOB0",
-                                              "AOC10",
-                                              "AOD10",
-                                              "AOE1",
-                                              "AOF0",
-                                              "AOG10",
-                                              "AOH10",
-                                              "AOI2",
-                                              "AOJ0",
-                                              "AOK10",
-                                              "AOL10",
-                                              "AOM54269.82428714606",
-                                              "AON32971.639214958974",
-                                              "AOO11673.454142771885",
-                                              "AOP54269.82428714606",
-                                              "AOQ32971.639214958974",
-                                              "AOR11673.454142771885",
-                                              "AOS54269.82428714606",
-                                              "AOT32971.639214958974",
-                                              "AOU11673.454142771885",
-                                              "IOA19",
-                                              "ILA1.1",
-                                              "ILB-1.1",
-                                              "IOB16",
-                                              "ILC1.1",
-                                              "ILD-1.1",
-                                              "IOC3",
-                                              "ILE1.1",
-                                              "ILF-1.1",
-                                              "IOD17",
-                                              "ILG1.1",
-                                              "ILH-1.1",
-                                              "IOE5",
-                                              "ILI1.1",
-                                              "ILJ-1.1",
-                                              "IOF4",
-                                              "ILK1.1",
-                                              "ILL-1.1",
-                                              "IOG1",
-                                              "ILM1.1",
-                                              "ILN-1.1",
-                                              "IOH2",
-                                              "ILO1.1",
-                                              "ILP-1.1",
-                                              "CCA0",
-                                              "CCB256",
-                                              "CCC14",
-                                              "PWA444",
-                                              "PWB89",
-                                              "PWC16096",
-                                              "PWD371",
-                                              "TMA32768",
-                                              "TMB0",
-                                              "IDA",
-                                              "SD",
-                                              "SD3k7Qw2Xzp",
-                                              "UN2RPM",
-                                              "DS21",
-                                              "FL29",
-                                              "OL215000",
-                                              "CE2A15000",
-                                              "CE2B1",
-                                              "CF2A0",
-                                              "CF2B20000",
-                                              "SCA1",
-                                              "SCB.0001",
-                                              "SCC10000",
-                                              "SCD5000",
-                                              "SCE0",
-                                              "UN3Hp",
-                                              "DS31",
-                                              "FL39",
-                                              "OL3952.47384",
-                                              "CE3A476.23692",
-                                              "CE3B1",
-                                              "CF3A0",
-                                              "CF3B400000000",
-                                              "@@"};
+const std::vector<std::string> kResetSheet = kw_split(
+    "UCA655360000 UCB0 UIANone UIBNone UICNone TA3 UIDNone UN1lbf-in DS11 FL19 "
+    "OL14002.0004 CE1A2001.0002 CF1A0 CE1B1 CF1B81224.57635704515 CE1C-1 "
+    "CF1C-81224.57635704515 CE1D.5 CF1D40612.288 CE1E-.5 CF1E-40612.288 "
+    "SVA100975.09988518943 SVB-100975.09988518943 TCA0 TCB0 TCC0 TCD0 TCE0 TCF0 AOA0 "
+    "AOB0 AOC10 AOD10 AOE1 AOF0 AOG10 AOH10 AOI2 AOJ0 AOK10 AOL10 AOM54269.82428714606 "
+    "AON32971.639214958974 AOO11673.454142771885 AOP54269.82428714606 "
+    "AOQ32971.639214958974 AOR11673.454142771885 AOS54269.82428714606 "
+    "AOT32971.639214958974 AOU11673.454142771885 IOA19 ILA1.1 ILB-1.1 IOB16 ILC1.1 "
+    "ILD-1.1 IOC3 ILE1.1 ILF-1.1 IOD17 ILG1.1 ILH-1.1 IOE5 ILI1.1 ILJ-1.1 IOF4 ILK1.1 "
+    "ILL-1.1 IOG1 ILM1.1 ILN-1.1 IOH2 ILO1.1 ILP-1.1 CCA0 CCB256 CCC14 PWA444 PWB89 "
+    "PWC16096 PWD371 TMA32768 TMB0 IDA SD SD3k7Qw2Xzp UN2RPM DS21 FL29 OL215000 "
+    "CE2A15000 CE2B1 CF2A0 CF2B20000 SCA1 SCB.0001 SCC10000 SCD5000 SCE0 UN3Hp DS31 FL39 "
+    "OL3952.47384 CE3A476.23692 CE3B1 CF3A0 CF3B400000000 @@",
+    " ");
 
 const std::vector<std::string> kOutputTrims = {"AOM", "AON", "AOO", "AOP", "AOQ",
                                                "AOR", "AOS", "AOT", "AOU"};
