@@ -1,0 +1,89 @@
+// Request/reply exchanges per second that the simulated instrument sustains over a real
+// pseudo-terminal, served by the same loop ovn-sim runs. At an emulated baud rate the
+// counter "of_line_limit" says how close the exchange rate comes to what the line can
+// carry for the bytes exchanged (1.0 = the line is never idle).
+//
+//   build/bench/bench_sim_pty_bench --benchmark_min_time=3
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "sim/sim_instrument.h"
+#include "sim/sim_pty.h"
+
+namespace {
+
+std::string exchange(int fd, const std::string& request) {
+  if (::write(fd, request.data(), request.size()) < 0) return "";
+  std::string reply;
+  char buf[256];
+  while (reply.empty() || reply.back() != '\r') {
+    pollfd p{fd, POLLIN, 0};
+    if (::poll(&p, 1, 1000) <= 0) return reply;
+    ssize_t n = ::read(fd, buf, sizeof buf);
+    if (n <= 0) return reply;
+    reply.append(buf, static_cast<size_t>(n));
+  }
+  return reply;
+}
+
+void live_exchanges(benchmark::State& state) {
+  ovn::SimInstrument sim;
+  ovn::sim_init(sim, ovn::SimConfig{});
+  ovn::SimServeOptions options;
+  options.baud = state.range(0);
+  ovn::SimPty pty;
+  std::string error;
+  if (!ovn::sim_pty_open(pty, error)) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  std::atomic<bool> stop{false};
+  std::thread server([&] { ovn::sim_serve(pty.master, sim, options, stop); });
+  int fd = ::open(pty.path.c_str(), O_RDWR | O_NOCTTY);
+  termios t{};
+  tcgetattr(fd, &t);
+  cfmakeraw(&t);
+  tcsetattr(fd, TCSANOW, &t);
+
+  const std::string request = "ADE*\n";  // the live message of the main loop
+  double bytes = 0, exchanges = 0;
+  auto t0 = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    std::string reply = exchange(fd, request);
+    benchmark::DoNotOptimize(reply);
+    bytes += static_cast<double>(request.size() + reply.size());
+    exchanges += 1;
+  }
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  state.counters["exchanges_per_s"] = exchanges / seconds;
+  state.counters["bytes_per_exchange"] = bytes / exchanges;
+  if (options.baud > 0) {
+    double line_seconds = bytes * 10.0 / static_cast<double>(options.baud);
+    state.counters["line_limit_per_s"] = exchanges / line_seconds;
+    state.counters["of_line_limit"] = line_seconds / seconds;
+  }
+  stop.store(true);
+  server.join();
+  ::close(fd);
+  ovn::sim_pty_close(pty);
+}
+
+BENCHMARK(live_exchanges)
+    ->Arg(0)
+    ->Arg(115200)
+    ->Arg(9600)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,166 @@
+#include "sim_pty.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/prctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+namespace ovn {
+
+namespace {
+
+double steady_ms() {
+  using namespace std::chrono;
+  return duration<double, std::milli>(steady_clock::now().time_since_epoch()).count();
+}
+
+void sleep_until_ms(double t) {
+  double wait = t - steady_ms();
+  if (wait > 0) std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(wait));
+}
+
+// Sleeping overshoots by the scheduler's slack; the last fraction of a millisecond is
+// waited out on the clock so that a paced line keeps its rate.
+void wait_exactly_until_ms(double t) {
+  sleep_until_ms(t - 0.3);
+  while (steady_ms() < t) {
+  }
+}
+
+bool write_all(int fd, const char* data, size_t n) {
+  while (n > 0) {
+    ssize_t w = ::write(fd, data, n);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      if (errno == EAGAIN) {
+        pollfd p{fd, POLLOUT, 0};
+        ::poll(&p, 1, 50);
+        continue;
+      }
+      return false;
+    }
+    data += w;
+    n -= static_cast<size_t>(w);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string sim_transcript_line(double ms, char direction, const std::string& bytes) {
+  char head[48];
+  std::snprintf(head, sizeof head, "%.3f %c ", ms, direction);
+  std::string out = head;
+  for (unsigned char c : bytes) {
+    if (c == '\r')
+      out += "\\r";
+    else if (c == '\n')
+      out += "\\n";
+    else if (c == '\\')
+      out += "\\\\";
+    else if (c < 32 || c == 127) {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "\\x%02X", c);
+      out += hex;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
+}
+
+bool sim_pty_open(SimPty& pty, std::string& error) {
+  termios raw{};
+  cfmakeraw(&raw);
+  cfsetispeed(&raw, B115200);
+  cfsetospeed(&raw, B115200);
+  char name[256] = {0};
+  if (openpty(&pty.master, &pty.slave, name, &raw, nullptr) != 0) {
+    error = std::string("openpty: ") + std::strerror(errno);
+    return false;
+  }
+  pty.path = name;
+  return true;
+}
+
+void sim_pty_close(SimPty& pty) {
+  if (pty.master >= 0) ::close(pty.master);
+  if (pty.slave >= 0) ::close(pty.slave);
+  pty = SimPty{};
+}
+
+long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options,
+               const std::atomic<bool>& stop) {
+  const double byte_ms = options.baud > 0 ? 10000.0 / static_cast<double>(options.baud) : 0;
+  const double t0 = steady_ms();
+  // Wake-ups within microseconds, not the default 50: the paced line depends on them.
+  prctl(PR_SET_TIMERSLACK, 1UL, 0, 0, 0);
+  FILE* transcript =
+      options.transcript_path.empty() ? nullptr : std::fopen(options.transcript_path.c_str(), "a");
+  auto record = [&](double at, char direction, const std::string& bytes) {
+    if (!transcript) return;
+    std::fprintf(transcript, "%s\n", sim_transcript_line(at - t0, direction, bytes).c_str());
+    std::fflush(transcript);
+  };
+  long answered = 0;
+  std::string partial;
+  double rx_free = 0;  // when the line towards the instrument is free again
+  char buf[4096];
+  while (!stop.load()) {
+    pollfd p{master_fd, POLLIN, 0};
+    int ready = ::poll(&p, 1, 50);
+    if (ready <= 0) continue;  // time-out or a signal: look at `stop` again
+    ssize_t n = ::read(master_fd, buf, sizeof buf);
+    if (n <= 0) {
+      // No client has the terminal open (EIO): wait for one instead of spinning.
+      if (n < 0 && errno != EINTR && errno != EAGAIN && errno != EIO) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      continue;
+    }
+    double now = steady_ms();
+    double at = std::max(now, rx_free);
+    for (ssize_t i = 0; i < n; ++i) {
+      at += byte_ms;
+      if (buf[i] != '\n') {
+        partial += buf[i];
+        continue;
+      }
+      record(now, '>', partial + "\n");
+      // The instrument acts when the request's last byte has arrived, at `at`.
+      std::optional<std::string> reply = sim_request(sim, partial, at - t0);
+      partial.clear();
+      if (!reply) continue;
+      ++answered;
+      std::string bytes = *reply + sim.config.line_end;
+      double start = at + options.turnaround_ms;
+      // Bytes leave in small groups, each when the line would have carried it. Only the
+      // last group's moment decides the exchange rate, so only that wait is exact.
+      const size_t group = 8;
+      for (size_t sent = 0; sent < bytes.size(); sent += group) {
+        size_t k = std::min(group, bytes.size() - sent);
+        double due = start + byte_ms * static_cast<double>(sent + k);
+        if (sent + k == bytes.size())
+          wait_exactly_until_ms(due);
+        else
+          sleep_until_ms(due);
+        if (!write_all(master_fd, bytes.data() + sent, k)) break;
+      }
+      at = start + byte_ms * static_cast<double>(bytes.size());
+      record(steady_ms(), '<', bytes);
+    }
+    rx_free = at;
+  }
+  if (transcript) std::fclose(transcript);
+  return answered;
+}
+
+}  // namespace ovn

@@ -1,0 +1,45 @@
+#pragma once
+// Serving a simulated instrument on a pseudo-terminal, in real time, so that the program's
+// real serial code can talk to it as to a device (ovn-sim).
+//
+// The line is emulated at a baud rate: a request occupies the line for 10 bits a byte,
+// the instrument answers after its turnaround, and the reply's bytes leave no faster than
+// the line would carry them. Times are the machine's steady clock, never the clock seam.
+// One thread serves one instrument; the instrument belongs to that thread while it serves.
+
+#include <atomic>
+#include <string>
+
+#include "sim/sim_instrument.h"
+
+namespace ovn {
+
+struct SimServeOptions {
+  long baud = 115200;           // 0: no baud emulation, bytes leave at once
+  double turnaround_ms = 0.0;   // the instrument's time between request and reply
+  std::string transcript_path;  // empty: no transcript; otherwise appended to
+};
+
+// Opens a pseudo-terminal in raw mode. On success `master` is the server's end and `path`
+// the device a client opens ("/dev/pts/7"); the client end stays open in this process so
+// the terminal lives until `sim_pty_close`. False with `error` on failure.
+struct SimPty {
+  int master = -1;
+  int slave = -1;
+  std::string path;
+};
+bool sim_pty_open(SimPty& pty, std::string& error);
+void sim_pty_close(SimPty& pty);
+
+// Serves requests arriving on `master_fd` until `stop` becomes true (checked at least every
+// 50 ms, and at once when a signal interrupts the wait). Returns the number of requests
+// answered.
+long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options,
+               const std::atomic<bool>& stop);
+
+// A transcript line: milliseconds since the start of serving with three decimals, a blank,
+// ">" (request) or "<" (reply), a blank, and the bytes with CR, LF, backslash and other
+// control bytes written as \r, \n, \\ and \xHH.
+std::string sim_transcript_line(double ms, char direction, const std::string& bytes);
+
+}  // namespace ovn

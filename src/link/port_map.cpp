@@ -1,0 +1,52 @@
+#include "link/port_map.h"
+
+#include <algorithm>
+
+#include "foundation/platform.h"
+
+namespace ovn {
+
+namespace {
+const char* const kApp = "OVN-Shared";
+const char* const kSection = "Ports";
+std::string key_of(int n) {
+  return "COM" + std::to_string(n);
+}
+}  // namespace
+
+std::vector<std::string> port_map_order(std::vector<std::pair<std::string, std::string>> links,
+                                        std::vector<std::string> system_ports) {
+  std::sort(links.begin(), links.end());
+  std::sort(system_ports.begin(), system_ports.end());
+  std::vector<std::string> order;
+  for (auto& [link, target] : links) order.push_back(link);
+  for (auto& device : system_ports) {
+    bool linked =
+        std::any_of(links.begin(), links.end(), [&](const auto& l) { return l.second == device; });
+    if (!linked) order.push_back(device);
+  }
+  return order;
+}
+
+std::string port_map_device(int n, const std::vector<std::string>& enumerated) {
+  auto stored = settings_store().get(kApp, kSection, key_of(n));
+  if (stored && !stored->empty()) return *stored;
+  if (n >= 1 && n <= static_cast<int>(enumerated.size())) return enumerated[n - 1];
+  return "";
+}
+
+void port_map_remember(int n, const std::string& device) {
+  settings_store().put(kApp, kSection, key_of(n), device);
+}
+
+std::string port_map_run_device() {
+  const std::string& line = command_line();
+  const std::string flag = "--port ";
+  size_t at = line.find(flag);
+  if (at == std::string::npos) return "";
+  size_t start = line.find_first_not_of(' ', at + flag.size());
+  if (start == std::string::npos) return "";
+  return line.substr(start, line.find(' ', start) - start);
+}
+
+}  // namespace ovn

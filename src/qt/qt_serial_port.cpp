@@ -1,0 +1,195 @@
+#include "qt/qt_serial_port.h"
+
+#include <QSerialPortInfo>
+#include <cerrno>
+#include <cstdlib>
+
+#include "foundation/debug_log.h"
+#include "link/port_map.h"
+#include "qt/serial_linux.h"
+
+namespace ovn::qt {
+
+namespace {
+
+constexpr long kSettingsBaudLimit = 200000;
+
+QSerialPort::Parity parity_of(char ch) {
+  switch (ch) {
+    case 'e':
+    case 'E':
+      return QSerialPort::EvenParity;
+    case 'o':
+    case 'O':
+      return QSerialPort::OddParity;
+    case 'm':
+    case 'M':
+      return QSerialPort::MarkParity;
+    case 's':
+    case 'S':
+      return QSerialPort::SpaceParity;
+    default:
+      return QSerialPort::NoParity;
+  }
+}
+
+QSerialPort::StopBits stop_bits_of(const std::string& text) {
+  if (text == "2") return QSerialPort::TwoStop;
+  if (text == "1.5") return QSerialPort::OneAndHalfStop;
+  return QSerialPort::OneStop;
+}
+
+}  // namespace
+
+QtSerialPort::QtSerialPort(std::string device) : forced_device_(std::move(device)) {}
+
+std::vector<std::string> QtSerialPort::enumerate() {
+  std::vector<std::string> system_ports;
+  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
+    system_ports.push_back(info.systemLocation().toStdString());
+  return port_map_order(serial_stable_links(), system_ports);
+}
+
+void QtSerialPort::set_port_number(int n) {
+  number_ = n;
+}
+
+std::string QtSerialPort::device_name() const {
+  if (!forced_device_.empty()) return forced_device_;
+  // Enumerating takes a scan of the system; a stored device spares it.
+  std::string stored = port_map_device(number_, {});
+  return stored.empty() ? port_map_device(number_, enumerate()) : stored;
+}
+
+void QtSerialPort::set_settings(const std::string& settings) {
+  settings_ = settings;
+  if (serial_.isOpen()) apply_settings();
+}
+
+bool QtSerialPort::apply_settings() {
+  std::vector<std::string> f(1);
+  for (char ch : settings_) {
+    if (ch == ',')
+      f.emplace_back();
+    else
+      f.back() += ch;
+  }
+  f.resize(4);
+  long baud = std::atol(f[0].c_str());
+  bool ok = true;
+  // Higher rates are set only through set_state_baud; the text keeps the line's rate.
+  if (baud > 0 && baud < kSettingsBaudLimit) ok &= serial_.setBaudRate(qint32(baud));
+  ok &= serial_.setParity(parity_of(f[1].empty() ? 'n' : f[1][0]));
+  int bits = f[2].empty() ? 8 : std::atoi(f[2].c_str());
+  ok &= serial_.setDataBits(bits >= 5 && bits <= 8 ? QSerialPort::DataBits(bits)
+                                                   : QSerialPort::Data8);
+  ok &= serial_.setStopBits(stop_bits_of(f[3]));
+  ok &= serial_.setFlowControl(QSerialPort::NoFlowControl);
+  serial_.clearError();
+  return ok;
+}
+
+bool QtSerialPort::open(std::string& error) {
+  std::string device = device_name();
+  if (device.empty()) {
+    error = "No device for COM" + std::to_string(number_);
+    return false;
+  }
+  serial_.setPortName(QString::fromStdString(device));
+  opened_device_ = device;
+  if (!serial_.open(QIODevice::ReadWrite)) {
+    error = serial_.errorString().toStdString() + " (" + device + ")";
+    serial_.clearError();
+    return false;
+  }
+  apply_settings();
+  set_dtr(dtr_);
+  set_rts(rts_);
+  serial_set_low_latency(int(serial_.handle()));
+  int latency = serial_latency_timer_ms(device);
+  if (latency > 1)
+    debug_log("RS232 " + device + " latency_timer " + std::to_string(latency) +
+              " ms: every reply may wait that long");
+  if (forced_device_.empty()) port_map_remember(number_, device);
+  return true;
+}
+
+void QtSerialPort::close() {
+  if (serial_.isOpen()) serial_.close();
+  serial_.clearError();
+}
+
+bool QtSerialPort::lost() {
+  // A read that ends (0 bytes: hang-up) or fails with EIO means the device is gone.
+  auto e = serial_.error();
+  if (e != QSerialPort::ResourceError && e != QSerialPort::ReadError) return false;
+  debug_log("RS232 " + opened_device_ + " lost: " + serial_.errorString().toStdString());
+  close();
+  return true;
+}
+
+std::string QtSerialPort::input() {
+  if (!serial_.isOpen()) return {};
+  // Data reaches QSerialPort's buffer only from the event loop or a wait; ask the system
+  // first so that a poll between event pumps still sees what has arrived.
+  if (serial_.bytesAvailable() == 0 && serial_fd_readable(int(serial_.handle())))
+    serial_.waitForReadyRead(1);
+  QByteArray data = serial_.readAll();
+  if (lost()) return {};
+  serial_.clearError();
+  return std::string(data.constData(), size_t(data.size()));
+}
+
+void QtSerialPort::output(const std::string& text) {
+  if (!serial_.isOpen()) return;
+  serial_.write(text.data(), qint64(text.size()));
+  serial_.flush();  // on the line now, not when the event loop next runs
+  if (!lost()) serial_.clearError();
+}
+
+bool QtSerialPort::get_state_baud(long& baud, int& os_error) {
+  if (!serial_.isOpen()) {
+    os_error = EBADF;
+    return false;
+  }
+  baud = serial_.baudRate();
+  return true;
+}
+
+bool QtSerialPort::set_state_baud(long baud, int& os_error) {
+  if (!serial_.isOpen()) {
+    os_error = EBADF;
+    return false;
+  }
+  errno = 0;
+  if (!serial_.setBaudRate(qint32(baud))) {
+    os_error = errno ? errno : int(serial_.error());
+    serial_.clearError();
+    return false;
+  }
+  return true;
+}
+
+void QtSerialPort::set_dtr(bool on) {
+  dtr_ = on;
+  if (serial_.isOpen()) serial_.setDataTerminalReady(on);
+  serial_.clearError();  // a pseudo-terminal has no modem lines
+}
+
+void QtSerialPort::set_rts(bool on) {
+  rts_ = on;
+  if (serial_.isOpen()) serial_.setRequestToSend(on);
+  serial_.clearError();
+}
+
+bool QtSerialPort::wait_readable(int ms) {
+  if (!serial_.isOpen()) return false;
+  if (serial_.bytesAvailable() > 0) return true;
+  if (ms <= 0) return serial_fd_readable(int(serial_.handle()));
+  bool ready = serial_.waitForReadyRead(ms);
+  if (lost()) return false;
+  serial_.clearError();  // an empty wait reports a time-out
+  return ready;
+}
+
+}  // namespace ovn::qt

@@ -1,0 +1,182 @@
+// The QSerialPort adapter against a pseudo-terminal opened here; the test plays the
+// instrument on the other side. All waits are bounded.
+
+#include "qt/qt_serial_port.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <cstdlib>
+#include <string>
+
+#include "foundation/debug_log.h"
+#include "link/rs232.h"
+#include "support/seams.h"
+
+namespace ovn {
+namespace {
+
+QCoreApplication& app() {
+  static int argc = 1;
+  static char name[] = "test_qt";
+  static char* argv[] = {name, nullptr};
+  static QCoreApplication* a =
+      QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
+  return a ? *a : *QCoreApplication::instance();
+}
+
+class QtSerialPortTest : public test::SeamsTest {
+ protected:
+  QtSerialPortTest() {
+    app();
+    set_clock(nullptr);  // a real line: real time, bounded waits
+    rs232_reset_state();
+    debug_log_reset();
+    char name[256] = {};
+    EXPECT_EQ(openpty(&master_, &slave_, name, nullptr, nullptr), 0);
+    termios raw{};
+    tcgetattr(master_, &raw);
+    cfmakeraw(&raw);
+    tcsetattr(master_, TCSANOW, &raw);
+    fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
+    device_ = name;
+  }
+  ~QtSerialPortTest() override {
+    rs232_reset_state();
+    if (master_ >= 0) ::close(master_);
+    if (slave_ >= 0) ::close(slave_);
+  }
+
+  // What the program wrote, read from the instrument's side within `ms`.
+  std::string instrument_reads(int ms = 1000) {
+    std::string got;
+    double deadline = now_ms() + ms;
+    while (now_ms() < deadline) {
+      char buf[256];
+      ssize_t n = ::read(master_, buf, sizeof buf);
+      if (n > 0) {
+        got.append(buf, size_t(n));
+        if (got.back() == '\n') break;
+      } else {
+        ::usleep(500);
+      }
+    }
+    return got;
+  }
+  void instrument_writes(const std::string& text) {
+    ASSERT_EQ(::write(master_, text.data(), text.size()), ssize_t(text.size()));
+  }
+
+  int master_ = -1, slave_ = -1;
+  std::string device_;
+};
+
+TEST_F(QtSerialPortTest, APseudoTerminalOpensAndCarriesBothWays) {
+  qt::QtSerialPort port(device_);
+  EXPECT_EQ(port.device_name(), device_);
+  std::string error;
+  port.set_settings("115200,n,8,1");
+  ASSERT_TRUE(port.open(error)) << error;
+  port.set_dtr(true);  // no modem lines here: not an error, the port stays usable
+  port.set_rts(false);
+  EXPECT_TRUE(port.is_open());
+
+  port.output("ATMA\n");
+  EXPECT_EQ(instrument_reads(), "ATMA\n") << "written at once, without an event loop";
+
+  EXPECT_FALSE(port.wait_readable(20)) << "nothing sent yet";
+  EXPECT_TRUE(port.is_open()) << "an empty wait is no error";
+  instrument_writes("123.5\r");
+  EXPECT_TRUE(port.wait_readable(1000));
+  std::string got;
+  double deadline = now_ms() + 1000;
+  while (got.size() < 6 && now_ms() < deadline) got += port.input();
+  EXPECT_EQ(got, "123.5\r");
+  EXPECT_EQ(port.input(), "");
+}
+
+TEST_F(QtSerialPortTest, RatesAboveTheSettingsLimitGoThroughThePortState) {
+  qt::QtSerialPort port(device_);
+  std::string error;
+  port.set_settings("9600,n,8,1");
+  ASSERT_TRUE(port.open(error)) << error;
+  long baud = 0;
+  int os_error = 0;
+  ASSERT_TRUE(port.get_state_baud(baud, os_error));
+  EXPECT_EQ(baud, 9600);
+  ASSERT_TRUE(port.set_state_baud(230400, os_error)) << os_error;
+  ASSERT_TRUE(port.get_state_baud(baud, os_error));
+  EXPECT_EQ(baud, 230400);
+  port.close();
+  EXPECT_FALSE(port.get_state_baud(baud, os_error));
+}
+
+TEST_F(QtSerialPortTest, TheExchangeRunsOverTheRealLine) {
+  qt::QtSerialPort port(device_);
+  rs232_attach(port, "A");
+  ASSERT_EQ(rs232_open(port, "115200"), "");
+  // The instrument: answers each request line on the next event pump.
+  std::string pending;
+  int answered = 0;
+  set_event_pump([&] {
+    char buf[256];
+    ssize_t n = ::read(master_, buf, sizeof buf);
+    if (n > 0) pending.append(buf, size_t(n));
+    size_t lf;
+    while ((lf = pending.find('\n')) != std::string::npos) {
+      std::string request = pending.substr(0, lf);
+      pending.erase(0, lf + 1);
+      instrument_writes(request == "ATMA" ? "-12.25\r" : "OK\r");
+      ++answered;
+    }
+  });
+  for (bool relaxed : {false, true}) {
+    rs232_set_relaxed(relaxed);
+    EXPECT_EQ(get_reply("TMA"), "-12.25");
+    EXPECT_EQ(get_f64("TMA"), -12.25);
+    EXPECT_TRUE(rs232_send_ok("CE1A100"));
+  }
+  EXPECT_EQ(answered, 6);
+  EXPECT_EQ(rs232_get_retries(), 0);
+}
+
+TEST_F(QtSerialPortTest, AVanishedDeviceLeavesThePortClosed) {
+  qt::QtSerialPort port(device_);
+  std::string error;
+  ASSERT_TRUE(port.open(error)) << error;
+  ::close(master_);
+  master_ = -1;
+  ::close(slave_);
+  slave_ = -1;
+  double deadline = now_ms() + 1000;
+  while (port.is_open() && now_ms() < deadline) {
+    port.wait_readable(10);
+    port.input();
+  }
+  EXPECT_FALSE(port.is_open());
+  EXPECT_EQ(port.input(), "");
+  ASSERT_FALSE(seams.log.lines.empty());
+  EXPECT_NE(seams.log.lines.back().find("RS232 " + device_ + " lost: "), std::string::npos)
+      << seams.log.lines.back();
+}
+
+TEST_F(QtSerialPortTest, ANumberWithoutADeviceDoesNotOpen) {
+  qt::QtSerialPort port;
+  port.set_port_number(31);
+  seams.settings.put("OVN-Shared", "Ports", "COM31", "/dev/no-such-tty");
+  std::string error;
+  EXPECT_FALSE(port.open(error));
+  EXPECT_NE(error.find("/dev/no-such-tty"), std::string::npos) << error;
+  EXPECT_FALSE(port.is_open());
+
+  seams.settings.put("OVN-Shared", "Ports", "COM31", device_);
+  EXPECT_TRUE(port.open(error)) << error;
+  EXPECT_EQ(port.device_name(), device_);
+}
+
+}  // namespace
+}  // namespace ovn
