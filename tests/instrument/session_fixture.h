@@ -48,6 +48,7 @@ class SessionTest : public SeamsTest {
     long baud = sim_family_baud(family);
     ASSERT_EQ(rs232_open(port, std::to_string(baud ? baud : config.baud)), "");
     port.clear_transcript();
+    seams.log.lines.clear();
   }
 
   // Connects and reads the session of `family` into session 0.
