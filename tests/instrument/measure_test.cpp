@@ -38,11 +38,7 @@ TEST_F(MeasureTest, TorqueAndMicrovoltsPerVoltFollowTheShaft) {
 }
 
 TEST_F(MeasureTest, RawZeroTakesThePositiveFactor) {
-  open(SimFamily::Hzym, {{"FS1", "447A0000"},
-                         {"CC1B", "447A0000"},
-                         {"SC", "3F0000003E800000"},
-                         {"GN", "0010"},
-                         {"OF", "0000"}});
+  open(SimFamily::Hzym, kHzymReplies);
   EXPECT_EQ(tm_info_lbfin_of_raw(0), 0);
   EXPECT_EQ(tm_info_lbfin_of_raw(4), 2);
   EXPECT_EQ(tm_info_lbfin_of_raw(-4), -1);
@@ -60,19 +56,7 @@ TEST_F(MeasureTest, TemperatureComesBackInBothScales) {
 }
 
 TEST_F(MeasureTest, TheWqpmTemperatureIsTheCountBeforeTheComma) {
-  open(SimFamily::Wqpm, {{"CCA", "447A0000"},
-                         {"CCC", "447A0000"},
-                         {"CCD", "C47A0000"},
-                         {"TCA", "00000000"},
-                         {"TCB", "447A0000"},
-                         {"TCC", "41A00000"},
-                         {"TCD", "44FA0000"},
-                         {"CIA", "0"},
-                         {"CIB", "0"},
-                         {"CIC", "0"},
-                         {"CID", "0"},
-                         {"CIE", "0"},
-                         {"CIF", "0"}});
+  open(SimFamily::Wqpm, kWqpmReplies);
   // 0.02 deg C a count from -20 at count 0.
   const std::pair<const char*, double> cases[] = {
       {"1500,7", 10}, {"2000,", 20}, {"1500", -20}, {",1500", -20}};

@@ -20,6 +20,32 @@
 
 namespace ovn::test {
 
+using Replies = std::map<std::string, std::string>;
+
+// A table with some replies changed.
+inline Replies with(Replies table, const Replies& changes) {
+  for (const auto& [message, reply] : changes) table[message] = reply;
+  return table;
+}
+
+// Replies of a WQPM of firmware 3.050 beyond its probe. Singles by their bit patterns: 1000
+// 447A0000, 500 43FA0000, -500 C3FA0000, 20 41A00000, 2000 44FA0000. The temperature is
+// 0 deg C at count 1000 and 20 at 2000; the points are 8300 Hz at zero, 9300 Hz at +500 and
+// 7800 Hz at -500 lbf-in, as pulses over ticks of a 60 MHz clock.
+inline const Replies kWqpmReplies = {
+    {"MD", "ZQVD4820"},  {"SN", "55"},        {"SP", "WO\tW-17\tCN\tAcme Co"},
+    {"CCA", "447A0000"}, {"CCC", "43FA0000"}, {"CCD", "C3FA0000"},
+    {"SC", "00000000"},  {"TCA", "00000000"}, {"TCB", "447A0000"},
+    {"TCC", "41A00000"}, {"TCD", "44FA0000"}, {"CIA", "8300"},
+    {"CIB", "60000000"}, {"CIC", "9300"},     {"CID", "60000000"},
+    {"CIE", "7800"},     {"CIF", "60000000"}};
+
+// Replies of a HZYM: full scale and load 1000 (FS1, CC1B), the shunt scales 0.5 and 0.25
+// lbf-in a count (SC, two singles), gain 16 (GN), zero at 100 counts (OF).
+inline const Replies kHzymReplies = {
+    {"MD", "No-Model-Number"},  {"SE", "H-5"},  {"FS1", "447A0000"}, {"CC1B", "447A0000"},
+    {"SC", "3F0000003E800000"}, {"GN", "0010"}, {"OF", "0064"}};
+
 class SessionTest : public SeamsTest {
  protected:
   SessionTest() : port(sim) {

@@ -126,19 +126,7 @@ TEST_F(SessionTest, EveryFilterFrequencyOfTheTableGivesItsIndexBack) {
 }
 
 TEST_F(SessionTest, FilterIndexZeroMeansNoFilterByFamily) {
-  open(SimFamily::Wqpm, {{"CCA", "447A0000"},
-                         {"CCC", "447A0000"},
-                         {"CCD", "C47A0000"},
-                         {"TCA", "00000000"},
-                         {"TCB", "00000000"},
-                         {"TCC", "00000000"},
-                         {"TCD", "00000000"},
-                         {"CIA", "0"},
-                         {"CIB", "0"},
-                         {"CIC", "0"},
-                         {"CID", "0"},
-                         {"CIE", "0"},
-                         {"CIF", "0"}});
+  open(SimFamily::Wqpm, kWqpmReplies);
   EXPECT_EQ(tm_info_filter_index(0, 0), 2);
   open(SimFamily::Ksvm, {{"CK", "1"},
                          {"CD", "1"},
@@ -154,15 +142,9 @@ TEST_F(SessionTest, FilterIndexZeroMeansNoFilterByFamily) {
 }
 
 TEST_F(SessionTest, AHzymFilterCountsDownFromTen) {
-  open(SimFamily::Hzym, {{"FS1", "447A0000"},
-                         {"CC1B", "447A0000"},
-                         {"SC", "3F0000003E800000"},
-                         {"GN", "0010"},
-                         {"OF", "0000"},
-                         {"FL1", "07"}});
+  open(SimFamily::Hzym, with(kHzymReplies, {{"FL1", "07"}, {"FL108", "OK"}}));
   port.clear_transcript();
   // 2000 / 50.099003 Hz is index 2: d = 8.
-  sim.table["FL108"] = "OK";
   tm_info_filter_set(2000 / 50.099003, 0);
   EXPECT_EQ(port.requests(), (std::vector<std::string>{"FL108", "FL1"}));
   EXPECT_EQ(tm_info_filter_read(0), -1) << "no frequency is known for its steps";

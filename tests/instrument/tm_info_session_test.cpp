@@ -134,17 +134,10 @@ TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
   EXPECT_EQ(r.regy_keyy, "KSLW-COM1");
 }
 
-const std::map<std::string, std::string> kRdxTable = {
-    {"MD", "ZQVD2000"}, {"SN", "R1"},    {"SH", ""},       {"ID", "A"},
-    {"CN", ""},         {"CEA", "500"},  {"CEB", "250"},   {"CEC", "-250"},
-    {"FS", "20000"},    {"CFA", "1000"}, {"CFB", "50000"}, {"CFC", "-50000"}};
-
-// A table with some replies changed.
-std::map<std::string, std::string> with(std::map<std::string, std::string> table,
-                                        const std::map<std::string, std::string>& changes) {
-  for (const auto& [message, reply] : changes) table[message] = reply;
-  return table;
-}
+const Replies kRdxTable = {{"MD", "ZQVD2000"}, {"SN", "R1"},     {"SH", ""},
+                           {"ID", "A"},        {"CN", ""},       {"CEA", "500"},
+                           {"CEB", "250"},     {"CEC", "-250"},  {"FS", "20000"},
+                           {"CFA", "1000"},    {"CFB", "50000"}, {"CFC", "-50000"}};
 
 TEST_F(SessionTest, AnRdxWithEmptyShaftAndCustomerGetsACleanFileName) {
   const TmInfoRecord& r = open(SimFamily::Rdx, kRdxTable);
@@ -182,18 +175,8 @@ TEST_F(SessionTest, AnRdxWithOldOrUnreadableRotorFirmwareTakesTheOldConstants) {
   EXPECT_EQ(tm_info_record(0).version_numbers[2], "0");
 }
 
-// Bit patterns of IEEE singles: 1000 447A0000, 500 43FA0000, -500 C3FA0000, 20 41A00000,
-// 2000 44FA0000.
-const std::map<std::string, std::string> kWqpmTable = {
-    {"MD", "ZQVD4820"},  {"SN", "55"},        {"SP", "WO\tW-17\tCN\tAcme Co"},
-    {"CCA", "447A0000"}, {"CCC", "43FA0000"}, {"CCD", "C3FA0000"},
-    {"SC", "00000000"},  {"TCA", "00000000"}, {"TCB", "447A0000"},
-    {"TCC", "41A00000"}, {"TCD", "44FA0000"}, {"CIA", "8300"},
-    {"CIB", "60000000"}, {"CIC", "9300"},     {"CID", "60000000"},
-    {"CIE", "7800"},     {"CIF", "60000000"}};
-
 TEST_F(SessionTest, AWqpmOfNewFirmwareReadsInHundredthsOfAHertz) {
-  const TmInfoRecord& r = open(SimFamily::Wqpm, kWqpmTable);  // "VR" 3.050
+  const TmInfoRecord& r = open(SimFamily::Wqpm, kWqpmReplies);  // "VR" 3.050
   EXPECT_EQ(r.tm_name, "WQPM");
   EXPECT_EQ(r.dtp, kDtpHex32);
   EXPECT_EQ(r.data_msg, "X3");
@@ -222,7 +205,7 @@ TEST_F(SessionTest, AWqpmOfNewFirmwareReadsInHundredthsOfAHertz) {
 }
 
 TEST_F(SessionTest, AWqpmOfOldFirmwareReadsCountsForOneSecond) {
-  const TmInfoRecord& r = open(SimFamily::Wqpm, with(kWqpmTable, {{"VR", "2.036"}}));
+  const TmInfoRecord& r = open(SimFamily::Wqpm, with(kWqpmReplies, {{"VR", "2.036"}}));
   EXPECT_EQ(r.dtp, kDtpHex16Long);
   EXPECT_EQ(r.data_msg, "XC");
   EXPECT_EQ(r.factor_for_raw, 1);
@@ -236,14 +219,7 @@ TEST_F(SessionTest, AWqpmOfOldFirmwareReadsCountsForOneSecond) {
 }
 
 TEST_F(SessionTest, AHzymTakesItsCountScalesFromTheShuntCalibration) {
-  // SC: 0.5 and 0.25 as singles; GN 16; OF 100 counts; FS1 and CC1B 1000.
-  const TmInfoRecord& r = open(SimFamily::Hzym, {{"MD", "No-Model-Number"},
-                                                 {"SE", "H-5"},
-                                                 {"FS1", "447A0000"},
-                                                 {"CC1B", "447A0000"},
-                                                 {"SC", "3F0000003E800000"},
-                                                 {"GN", "0010"},
-                                                 {"OF", "0064"}});
+  const TmInfoRecord& r = open(SimFamily::Hzym, kHzymReplies);
   EXPECT_EQ(r.tm_name, "HZYM");
   EXPECT_EQ(r.dtp, kDtpHex16);
   EXPECT_EQ(r.serial, "H-5");
@@ -266,9 +242,9 @@ TEST_F(SessionTest, AHzymTakesItsCountScalesFromTheShuntCalibration) {
 }
 
 TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
-  const std::map<std::string, std::string> table = {
-      {"CR", "KV-1"}, {"CP", "99"},   {"CQ", "Q1"},  {"CS", "Cust"},       {"CK", "1000"},
-      {"CD", "2000"}, {"CE", "4000"}, {"CA", "100"}, {"CB", "1073741824"}, {"CC", "1073741824"}};
+  const Replies table = {{"CR", "KV-1"},       {"CP", "99"},        {"CQ", "Q1"},   {"CS", "Cust"},
+                         {"CK", "1000"},       {"CD", "2000"},      {"CE", "4000"}, {"CA", "100"},
+                         {"CB", "1073741824"}, {"CC", "1073741824"}};
   const TmInfoRecord& r = open(SimFamily::Ksvm, table);
   EXPECT_EQ(r.tm_name, "KSVM");
   EXPECT_EQ(r.data_msg, "c");
@@ -289,7 +265,7 @@ TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
 }
 
 TEST_F(SessionTest, The350FamiliesTellTheirModelFromTheChannelUnit) {
-  const std::map<std::string, std::string> table = {
+  const Replies table = {
       {"UN1", "dF-in"}, {"FS1", "200"}, {"SC1", "1000,-2000"}, {"@A", "000000000000000FFFE"}};
   const TmInfoRecord& r = open(SimFamily::S350, table);
   EXPECT_EQ(r.tm_name, "350 Series");
