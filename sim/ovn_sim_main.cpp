@@ -22,7 +22,9 @@ const char* kUsage =
     "  --family NAME      KST (default), KSLW, RDX, WQPM, HZYM, KSVM, S350, S350+, FGA\n"
     "  --address C        address letter (default A); --no-address: requests carry none\n"
     "  --channels N       KST channel count, 1 to 3 (default 3)\n"
-    "  --baud N           line rate to emulate (default 115200; 0: unlimited)\n"
+    "  --baud N           line rate to emulate (default 115200; 0: unlimited); the\n"
+    "                     instrument answers only when the client's terminal is set\n"
+    "                     to its family's rate (S350 families: this rate)\n"
     "  --load PROFILE     applied torque, lbf-in: V, constant:V, step:V0:V1:MS,\n"
     "                     sine:MEAN:AMPLITUDE:PERIOD_MS, ramp:V0:V1:MS (default 0)\n"
     "  --speed PROFILE    shaft speed, RPM, same forms (default 0)\n"
@@ -121,6 +123,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "ovn-sim: %s\n", error.c_str());
     return 1;
   }
+  serve.speed_fd = pty.slave;
   std::printf("%s\n", pty.path.c_str());
   std::fflush(stdout);
 

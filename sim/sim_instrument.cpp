@@ -306,22 +306,43 @@ struct Fractions {
   double f[3];
 };
 
-Fractions fractions(SimInstrument& sim, double now) {
+// The three channels from a torque count at time `t`.
+Fractions fractions_of(const SimInstrument& sim, double counts, double t) {
   Fractions out{};
-  out.f[0] = torque_fraction_of_counts(sim, sample_filtered(sim, now));
-  double rpm = divide_or(sim_profile_value(sim.physics.speed, now) * sim.physics.hz_per_rpm,
+  out.f[0] = torque_fraction_of_counts(sim, counts);
+  double rpm = divide_or(sim_profile_value(sim.physics.speed, t) * sim.physics.hz_per_rpm,
                          num(sim, "SCA"), 0);
   out.f[1] = divide_or(rpm, num(sim, "CE2A"), 0);
   double hp = out.f[0] * num(sim, "CE1A") * rpm / kLbfinRpmPerHp;
   out.f[2] = divide_or(hp, num(sim, "CE3A"), 0);
+  return out;
+}
+
+void note_extremes(SimInstrument& sim, const Fractions& f) {
   for (int c = 0; c < 3; ++c) {
     if (!sim.have_extremes[c]) {
-      sim.max_frac[c] = sim.min_frac[c] = out.f[c];
+      sim.max_frac[c] = sim.min_frac[c] = f.f[c];
       sim.have_extremes[c] = true;
     }
-    sim.max_frac[c] = std::max(sim.max_frac[c], out.f[c]);
-    sim.min_frac[c] = std::min(sim.min_frac[c], out.f[c]);
+    sim.max_frac[c] = std::max(sim.max_frac[c], f.f[c]);
+    sim.min_frac[c] = std::min(sim.min_frac[c], f.f[c]);
   }
+}
+
+// The instrument watches its extremes all the time, not only when asked: the signal since
+// the last look is followed in steps of a millisecond (the last second at most).
+void follow_extremes(SimInstrument& sim, double now) {
+  double from = std::max(sim.extremes_ms, now - 1000.0);
+  for (double t = std::floor(from) + 1; t < now; t += 1.0)
+    note_extremes(sim, fractions_of(sim, true_counts(sim, t), t));
+  sim.extremes_ms = std::max(sim.extremes_ms, now);
+}
+
+// Fractions of full scale of the three channels at this moment (filtered values).
+Fractions fractions(SimInstrument& sim, double now) {
+  follow_extremes(sim, now);
+  Fractions out = fractions_of(sim, sample_filtered(sim, now), now);
+  note_extremes(sim, out);
   return out;
 }
 
@@ -506,7 +527,7 @@ std::string password_message(SimInstrument& sim, const std::string& arg) {
 
 // "PC<s>old<s>new<s>new" with a separator s of the program's choosing.
 std::string password_change(SimInstrument& sim, const std::string& arg) {
-  if (arg.size() < 4) return kRefused;
+  if (sim.locked || arg.size() < 4) return kRefused;  // the program unlocks first
   char sep = arg[0];
   std::vector<std::string> parts;
   std::string cur;
@@ -567,9 +588,10 @@ std::map<std::string, Handler> build_kst_table() {
       return live_all(s, m, a, now);
     };
   }
-  t["MX"] = [](SimInstrument& s, const std::string& a, double) {
+  t["MX"] = [](SimInstrument& s, const std::string& a, double now) {
     int c = channel_of(s, a);
     if (c == 0 || a.size() != 2) return kRefused;
+    follow_extremes(s, now);
     if (a[1] == '*') {
       s.have_extremes[c - 1] = false;
       return kOk;

@@ -119,6 +119,7 @@ struct SimInstrument {
   double tare[3] = {0, 0, 0};  // display units per channel
   bool have_extremes[3] = {false, false, false};
   double max_frac[3] = {0, 0, 0};  // extremes as fractions of full scale
+  double extremes_ms = 0;          // the extremes have followed the signal up to here
   double min_frac[3] = {0, 0, 0};
   std::map<char, long> override_counts;  // "@O<x>" analog output overrides
   double pw_on_time = 89;                // "PWb": the regulated on-time

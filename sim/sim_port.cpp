@@ -86,6 +86,7 @@ std::string SimPort::input() {
     out += pending_.front().bytes;
     pending_.pop_front();
   }
+  if (out.empty() && mode_ == SimTime::Virtual) clock().sleep(poll_cost_ms_);
   return out;
 }
 
@@ -175,9 +176,8 @@ void SimPort::deliver(double ready_ms, const std::string& bytes) {
   transcript_.push_back({ready_ms, '<', bytes});
 }
 
-void SimPort::stray_line(const std::string& text) {
-  if (!open_) return;
-  deliver(now(), text + sim_.config.line_end);
+void SimPort::stray_bytes(const std::string& bytes) {
+  if (open_) deliver(now(), bytes);
 }
 
 std::vector<std::string> SimPort::requests() const {

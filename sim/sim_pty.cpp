@@ -54,6 +54,45 @@ bool write_all(int fd, const char* data, size_t n) {
   return true;
 }
 
+long terminal_baud(int fd) {
+  termios t{};
+  if (tcgetattr(fd, &t) != 0) return -1;
+  switch (cfgetospeed(&t)) {
+    case B1200:
+      return 1200;
+    case B2400:
+      return 2400;
+    case B4800:
+      return 4800;
+    case B9600:
+      return 9600;
+    case B19200:
+      return 19200;
+    case B38400:
+      return 38400;
+    case B57600:
+      return 57600;
+    case B115200:
+      return 115200;
+    case B230400:
+      return 230400;
+    case B460800:
+      return 460800;
+    case B921600:
+      return 921600;
+    default:
+      return 0;
+  }
+}
+
+// False when the client's line rate is not the one the instrument listens at.
+bool rate_matches(const SimInstrument& sim, int speed_fd) {
+  if (speed_fd < 0) return true;
+  long want = sim_family_baud(sim.config.family);
+  if (want == 0) want = sim.config.baud;
+  return terminal_baud(speed_fd) == want;
+}
+
 }  // namespace
 
 std::string sim_transcript_line(double ms, char direction, const std::string& bytes) {
@@ -136,7 +175,8 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
       }
       record(now, '>', partial + "\n");
       // The instrument acts when the request's last byte has arrived, at `at`.
-      std::optional<std::string> reply = sim_request(sim, partial, at - t0);
+      std::optional<std::string> reply;
+      if (rate_matches(sim, options.speed_fd)) reply = sim_request(sim, partial, at - t0);
       partial.clear();
       if (!reply) continue;
       ++answered;

@@ -18,6 +18,10 @@ struct SimServeOptions {
   long baud = 115200;           // 0: no baud emulation, bytes leave at once
   double turnaround_ms = 0.0;   // the instrument's time between request and reply
   std::string transcript_path;  // empty: no transcript; otherwise appended to
+  // The client's end of the terminal: when set, the instrument hears a request only if the
+  // client has set the terminal to the instrument's own rate (the family's, or
+  // SimConfig::baud for the S350 families), as a real stator would.
+  int speed_fd = -1;
 };
 
 // Opens a pseudo-terminal in raw mode. On success `master` is the server's end and `path`

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 
 namespace ovn {
 
 namespace {
-const char* const kApp = "OVN-Shared";
 const char* const kSection = "Ports";
 std::string key_of(int n) {
   return "COM" + std::to_string(n);
@@ -29,14 +29,14 @@ std::vector<std::string> port_map_order(std::vector<std::pair<std::string, std::
 }
 
 std::string port_map_device(int n, const std::vector<std::string>& enumerated) {
-  auto stored = settings_store().get(kApp, kSection, key_of(n));
-  if (stored && !stored->empty()) return *stored;
+  std::string stored = kw_setting_get(kSharedApp, kSection, key_of(n), "");
+  if (!stored.empty()) return stored;
   if (n >= 1 && n <= static_cast<int>(enumerated.size())) return enumerated[n - 1];
   return "";
 }
 
 void port_map_remember(int n, const std::string& device) {
-  settings_store().put(kApp, kSection, key_of(n), device);
+  kw_setting_put(kSharedApp, kSection, key_of(n), device);
 }
 
 std::string port_map_run_device() {

@@ -9,6 +9,7 @@
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 
 namespace ovn {
 
@@ -44,7 +45,6 @@ class NoPort final : public PortService {
 constexpr int32_t kSettingsBaudLimit = 200000;
 // A stop box; the text verbatim, so a backslash in a reply shows as it came.
 constexpr int32_t kFailureDialogFlags = kGibStop | kGibVerbatim;
-const char* const kRelaxedApp = "OVN-Shared";
 const char* const kRelaxedSection = "Settings";
 const char* const kRelaxedKey = "Relaxed CPU";
 
@@ -59,6 +59,7 @@ struct Rs232State {
   std::string out;
   int32_t retries = 0;
   bool exit_flag = false;
+  bool trace = false;
   bool busy = false;
   int32_t good_count = 0;
 };
@@ -330,12 +331,13 @@ Rs232Error rs232_reset(const std::string& from) {
 
 void rs232_set_relaxed(bool on) {
   st().relax_ms = on ? 1 : 0;
-  settings_store().put(kRelaxedApp, kRelaxedSection, kRelaxedKey, on ? "True" : "False");
+  kw_setting_put(kSharedApp, kRelaxedSection, kRelaxedKey, on ? "True" : "False");
 }
 
 bool rs232_load_relaxed() {
-  auto value = settings_store().get(kRelaxedApp, kRelaxedSection, kRelaxedKey);
-  bool on = value && (*value == "True" || *value == "true" || *value == "1" || *value == "-1");
+  // Written "True"/"False"; a hand-edited "true", "1" or "-1" counts as on too.
+  std::string value = kw_setting_get(kSharedApp, kRelaxedSection, kRelaxedKey, "False");
+  bool on = value == "True" || value == "true" || value == "1" || value == "-1";
   st().relax_ms = on ? 1 : 0;
   return on;
 }
@@ -361,6 +363,9 @@ void rs232_set_exit_flag(bool on) {
 }
 bool rs232_exit_flag() {
   return st().exit_flag;
+}
+void rs232_set_trace(bool on) {
+  st().trace = on;
 }
 bool rs232_busy() {
   return st().busy;
@@ -394,12 +399,14 @@ const std::string& rs232_id() {
 void rs232_send(const std::string& message) {
   auto& s = st();
   s.out.assign(s.id).append(message).push_back('\n');
+  if (s.trace) debug_log("RS232 SENT:" + quoted(log_form(s.out)));
   s.port->output(s.out);
 }
 
 bool rs232_read_input(std::string& reply) {
   std::string pending = st().port->input();
   if (pending.empty()) return false;
+  if (st().trace) debug_log("RS232 READ:" + quoted(log_form(pending)));
   reply += pending;
   return true;
 }

@@ -101,6 +101,11 @@ const std::string& rs232_out();
 void rs232_set_exit_flag(bool on);
 bool rs232_exit_flag();
 
+// Tracing: every text written to the line and every piece read from it goes to the log
+// ("RS232 SENT:", "RS232 READ:", line ends written as in the repeat line). Off by default:
+// a good exchange logs nothing.
+void rs232_set_trace(bool on);
+
 // ---- The exchange ------------------------------------------------------------------------
 
 // Empty makes the ID empty; otherwise its first character if a letter or "*", else "A".

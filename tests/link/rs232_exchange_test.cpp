@@ -111,6 +111,15 @@ TEST_F(Rs232Exchange, AGoodExchangeLogsNothingAndCountsAsGood) {
   EXPECT_EQ(rs232_good_count(), 0);
 }
 
+TEST_F(Rs232Exchange, TracingLogsEveryTextSentAndEveryPieceRead) {
+  open_line();
+  rs232_set_trace(true);
+  port.reply_pieces({{2, "12"}, {4, ".5\r"}});
+  EXPECT_EQ(get_reply("TMA"), "12.5");
+  EXPECT_EQ(log_texts(),
+            (Lines{R"(RS232 SENT:"ATMA\\r")", R"(RS232 READ:"12")", R"(RS232 READ:".5\\n")"}));
+}
+
 TEST_F(Rs232Exchange, ALineEndInTwoReadsLeavesItsLineFeedAsTheNextReply) {
   open_line();
   port.reply_pieces({{2, "OK\r"}, {3, "\n"}});

@@ -212,6 +212,9 @@ TEST_F(SimLine, CutGarbageStrayAndBangRepliesLookAsOnAFaultyLine) {
 
   port.stray_line("12");
   EXPECT_EQ(port.input(), "12\r") << "a stray line is there before anything is asked";
+  port.stray_bytes("12");
+  EXPECT_TRUE(port.wait_readable(0));
+  EXPECT_EQ(port.input(), "12");
 
   port.answer_bang("TMA");
   EXPECT_EQ(ask(port, "TMA"), "!");

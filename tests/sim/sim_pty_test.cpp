@@ -24,13 +24,18 @@
 namespace ovn {
 namespace {
 
-int open_device(const std::string& path) {
-  int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY);
-  if (fd < 0) return fd;
+void set_speed(int fd, speed_t speed) {
   termios t{};
   tcgetattr(fd, &t);
   cfmakeraw(&t);
+  cfsetispeed(&t, speed);
+  cfsetospeed(&t, speed);
   tcsetattr(fd, TCSANOW, &t);
+}
+
+int open_device(const std::string& path, speed_t speed = B115200) {
+  int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY);
+  if (fd >= 0) set_speed(fd, speed);
   return fd;
 }
 
@@ -53,10 +58,12 @@ std::string exchange(int fd, const std::string& request, int bound_ms = 2000) {
 
 class SimPtyThread : public ::testing::Test {
  protected:
-  void serve(const SimConfig& config, const SimServeOptions& options) {
+  // Serves `config` on a new terminal; with `check_speed` the client's rate must match.
+  void serve(const SimConfig& config, SimServeOptions options, bool check_speed = false) {
     sim_init(sim, config);
     std::string error;
     ASSERT_TRUE(sim_pty_open(pty, error)) << error;
+    if (check_speed) options.speed_fd = pty.slave;
     server = std::thread([this, options] { answered = sim_serve(pty.master, sim, options, stop); });
     fd = open_device(pty.path);
     ASSERT_GE(fd, 0);
@@ -109,6 +116,30 @@ TEST_F(SimPtyThread, RepliesTakeAtLeastTheLineTimeOfTheBaudRate) {
   double ms =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
   EXPECT_GE(ms, 5 * 11 * 10 * 1000.0 / 9600) << "5 exchanges of 11 bytes at 9600 baud";
+}
+
+TEST_F(SimPtyThread, ClientMayCloseAndReopenTheDeviceAsAPortResetDoes) {
+  SimServeOptions options;
+  options.baud = 0;
+  serve(SimConfig{}, options);
+  EXPECT_EQ(exchange(fd, "AUCA\n"), "655360000\r");
+  for (int i = 0; i < 3; ++i) {
+    ::close(fd);
+    fd = open_device(pty.path);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(exchange(fd, "ATMA\n"), "32768\r");
+  }
+}
+
+TEST_F(SimPtyThread, InstrumentHearsOnlyAClientAtItsOwnRate) {
+  SimConfig hzym;
+  hzym.family = SimFamily::Hzym;
+  SimServeOptions options;
+  options.baud = 0;
+  serve(hzym, options, true);
+  EXPECT_EQ(exchange(fd, "VR\n", 200), "") << "115200 is not the HZYM's rate";
+  set_speed(fd, B38400);
+  EXPECT_EQ(exchange(fd, "VR\n"), "1.5.4\r");
 }
 
 TEST(SimTranscript, ControlBytesAreWrittenSoALineStaysOneLine) {
