@@ -517,8 +517,13 @@ void tm_info_set_opener(TmInfoOpener opener) {
 
 int32_t tm_info_open(int32_t family, int32_t session, bool prompt_port,
                      const std::string& address_list, int32_t port_hint) {
-  if (state().opener)
+  if (state().opener) {
     family = state().opener(family, session, prompt_port, address_list, port_hint);
+  } else if (!rs232_is_open(rs232_port())) {
+    // Nobody to ask for a port: with the line closed there is no instrument to read.
+    debug_log("No port selection: " + rs232_port_name(rs232_port()) + " is not open");
+    return kTmNone;
+  }
   debug_log("Done Opening");
   return family;
 }

@@ -183,7 +183,7 @@ std::string tm_info_version(int32_t selector, int32_t session);
 using TmInfoOpener = std::function<int32_t(int32_t family, int32_t session, bool prompt_port,
                                            const std::string& address_list, int32_t port_hint)>;
 // Installs the opener (empty: none). Without one, tm_info_open takes the attached port as
-// it stands and the family as asked.
+// it stands and the family as asked; a closed port gives 1100 (nothing is read).
 void tm_info_set_opener(TmInfoOpener opener);
 // Runs the opener, logs "Done Opening" and returns the family found.
 int32_t tm_info_open(int32_t family, int32_t session, bool prompt_port,

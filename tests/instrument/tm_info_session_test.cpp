@@ -123,6 +123,18 @@ TEST_F(SessionTest, ReopeningRunsThePortSelectionAndTakesTheFamilyItFound) {
   EXPECT_NE(std::find(log.begin(), log.end(), "Done Opening"), log.end());
 }
 
+TEST_F(SessionTest, WithoutAPortSelectionTheAttachedPortIsUsedAsItStands) {
+  connect(SimFamily::Kst);
+  EXPECT_EQ(tm_info_open_headless(kTmKst, "", 0).substr(0, 30), "uid=ZQVD9880002V(2-3 lbf-in)-S");
+  rs232_close(port);
+  port.clear_transcript();
+  std::string summary = tm_info_open_headless(kTmKst, "", 0);
+  EXPECT_TRUE(port.requests().empty());
+  EXPECT_EQ(summary,
+            "uid=NoModel-NoSerial-COM1\r\nfamily=???\r\nfirmware=None\r\nfs_lbfin=100\r\n"
+            "file_name=NoModel-NoSerial.000\r\n");
+}
+
 TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
   const TmInfoRecord& r = open(SimFamily::Kslw);
   EXPECT_EQ(r.tm_name, "KSLW");
