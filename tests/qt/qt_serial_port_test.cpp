@@ -15,24 +15,16 @@
 
 #include "foundation/debug_log.h"
 #include "link/rs232.h"
+#include "support/qt_application.h"
 #include "support/seams.h"
 
 namespace ovn {
 namespace {
 
-QCoreApplication& app() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  static QCoreApplication* a =
-      QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
-  return a ? *a : *QCoreApplication::instance();
-}
-
 class QtSerialPortTest : public test::SeamsTest {
  protected:
   QtSerialPortTest() {
-    app();
+    test::qt_application();
     set_clock(nullptr);  // a real line: real time, bounded waits
     rs232_reset_state();
     debug_log_reset();
