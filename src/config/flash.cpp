@@ -7,6 +7,7 @@
 #include "foundation/operator.h"
 #include "foundation/platform.h"
 #include "instrument/family.h"
+#include "instrument/tm_info.h"
 #include "link/rs232.h"
 
 namespace ovn {
@@ -209,6 +210,11 @@ bool tm_info_change_id(int32_t family, const std::function<void()>& reread_sessi
   rs232_set_id(*answer);
   if (reread_session) reread_session();
   return true;
+}
+
+bool flash_command_change_id(int32_t family) {
+  return tm_info_change_id(
+      family, [family] { tmi_get_data_ini(family, kTmInfoCurrent, false, "", -1, false); });
 }
 
 FlashReset tm_info_reset_flash(int32_t family) {

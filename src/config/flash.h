@@ -8,7 +8,7 @@
 // with the next one, as the operator chose.
 //
 // Which function serves which operator command of the main window:
-//   105 "Change KSTs RS485 ID"            tm_info_change_id
+//   105 "Change KSTs RS485 ID"            flash_command_change_id
 //   107 "Write non-volatile memory"       tm_info_flash_write
 //   508 "Reset Flash..."                  flash_command_reset
 //   end of a session, "Change Commport"   tm_info_flash_write (before the automatic save)
@@ -44,6 +44,10 @@ bool tm_info_flash_write(int32_t family);
 // tries), makes the letter the link's address and calls `reread_session` so the session
 // is read again through the new address. True when the letter was changed.
 bool tm_info_change_id(int32_t family, const std::function<void()>& reread_session);
+
+// Command 105: tm_info_change_id on the current session, which is then read again
+// (tmi_get_data_ini, instrument/tm_info.h) through the new letter.
+bool flash_command_change_id(int32_t family);
 
 // How a factory reset ended.
 enum class FlashReset {

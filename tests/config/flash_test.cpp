@@ -13,6 +13,7 @@
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "instrument/family.h"
+#include "instrument/tm_info.h"
 #include "link/rs232.h"
 #include "sim/sim_port.h"
 #include "support/fake_port.h"
@@ -245,17 +246,22 @@ class ChangeIdTest : public SimKstTest {
   int rereads = 0;
 };
 
-TEST_F(ChangeIdTest, ANewLetterIsSentTakenByTheLinkAndTheSessionIsReadAgain) {
+TEST_F(ChangeIdTest, ANewLetterIsSentTakenByTheLinkAndTheSessionIsReadAgainThroughIt) {
+  tm_info_reset_state();
   op.expect_input_box("Enter New ID:", "C");
 
-  EXPECT_TRUE(change());
+  EXPECT_TRUE(flash_command_change_id(kTmKst));
 
   EXPECT_EQ(op.last().text, "Current ID:A\r\nEnter New ID:");
-  EXPECT_EQ(port.requests(), (std::vector<std::string>{"ID", "IDC"}));
+  std::vector<std::string> lines = sent();
+  ASSERT_GT(lines.size(), 2u) << "the session is read again";
+  EXPECT_EQ(lines[0], "AID");
+  EXPECT_EQ(lines[1], "AIDC");
+  for (size_t i = 2; i < lines.size(); ++i) EXPECT_EQ(lines[i][0], 'C') << lines[i];
   EXPECT_EQ(sim.config.address, 'C');
   EXPECT_EQ(rs232_id(), "C");
-  EXPECT_EQ(rereads, 1);
-  EXPECT_EQ(get_reply("ID"), "C") << "the instrument answers on its new letter";
+  EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
+  tm_info_reset_state();
 }
 
 TEST_F(ChangeIdTest, EveryCharacterFromAtSignToTildeIsAcceptedByTheInstrument) {
