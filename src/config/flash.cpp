@@ -176,7 +176,11 @@ bool tm_info_has_id(int32_t family) {
   }
 }
 
-bool tm_info_flash_write(int32_t family) {
+bool tm_info_flash_write(int32_t session) {
+  return tm_info_flash_write_family(tm_type(session));
+}
+
+bool tm_info_flash_write_family(int32_t family) {
   debug_log("FLASH WRITE...");
   bool ok = true;
   if (tm_info_has_flash(family)) {
@@ -212,7 +216,8 @@ bool tm_info_change_id(int32_t family, const std::function<void()>& reread_sessi
   return true;
 }
 
-bool flash_command_change_id(int32_t family) {
+bool flash_command_change_id() {
+  int32_t family = tm_type(kTmInfoCurrent);
   return tm_info_change_id(
       family, [family] { tmi_get_data_ini(family, kTmInfoCurrent, false, "", -1, false); });
 }
@@ -242,8 +247,8 @@ FlashReset tm_info_reset_flash(int32_t family) {
   return FlashReset::Restart;
 }
 
-void flash_command_reset(int32_t family) {
-  if (tm_info_reset_flash(family) == FlashReset::Restart) process_exit(0);
+void flash_command_reset() {
+  if (tm_info_reset_flash(tm_type(kTmInfoCurrent)) == FlashReset::Restart) process_exit(0);
 }
 
 }  // namespace ovn

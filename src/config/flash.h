@@ -8,13 +8,15 @@
 // with the next one, as the operator chose.
 //
 // Which function serves which operator command of the main window:
-//   105 "Change KSTs RS485 ID"            flash_command_change_id
-//   107 "Write non-volatile memory"       tm_info_flash_write
-//   508 "Reset Flash..."                  flash_command_reset
-//   end of a session, "Change Commport"   tm_info_flash_write (before the automatic save)
-//
-// Families are told by their family code (instrument/family.h). A code outside 1100 to
-// 1109 is a programmer's error (fatal_error); 1100, no instrument, has nothing to commit.
+//   105 "Change KSTs RS485 ID"            flash_command_change_id()
+//   107 "Write non-volatile memory"       tm_info_flash_write(kTmInfoCurrent)
+//   508 "Reset Flash..."                  flash_command_reset()
+//   end of a session, "Change Commport"   tm_info_flash_write(kTmInfoCurrent), before the
+//                                         automatic save
+// The command functions act on the current session (instrument/tm_info.h), which must
+// have been read. Families are told by their family code (instrument/family.h): a code
+// outside 1100 to 1109 is a programmer's error (fatal_error); 1100, no instrument, has
+// nothing to commit.
 
 #include <cstdint>
 #include <functional>
@@ -29,11 +31,14 @@ bool tm_info_has_flash(int32_t family);
 // RDX, KSLW, KST, S350 and S350+.
 bool tm_info_has_id(int32_t family);
 
-// The commit. Logs "FLASH WRITE..."; for the families with flash sends "@@" (a wait of
-// 1000 ms, "OK" expected, three tries), then "VR" with the default wait as the sign that
-// the instrument is back; logs "FLASH WRITING DONE". False when the operator skipped the
-// "@@"; true otherwise, also for the families with nothing to commit.
-bool tm_info_flash_write(int32_t family);
+// The commit of the instrument of `session` (kTmInfoCurrent: the current one).
+// Logs "FLASH WRITE..."; for the families with flash sends "@@" (a wait of 1000 ms, "OK"
+// expected, three tries), then "VR" with the default wait as the sign that the instrument
+// is back; logs "FLASH WRITING DONE". False when the operator skipped the "@@"; true
+// otherwise, also for the families with nothing to commit.
+bool tm_info_flash_write(int32_t session);
+// The same commit for an instrument of the given family.
+bool tm_info_flash_write_family(int32_t family);
 
 // The change of the address letter, for the families with "ID" (nothing happens for the
 // others but a log line). Reads "ID" and asks in an input box "Current ID:<id>", CR LF,
@@ -45,9 +50,9 @@ bool tm_info_flash_write(int32_t family);
 // is read again through the new address. True when the letter was changed.
 bool tm_info_change_id(int32_t family, const std::function<void()>& reread_session);
 
-// Command 105: tm_info_change_id on the current session, which is then read again
-// (tmi_get_data_ini, instrument/tm_info.h) through the new letter.
-bool flash_command_change_id(int32_t family);
+// Command 105: tm_info_change_id for the current session, which is then read again
+// (tmi_get_data_ini) through the new letter.
+bool flash_command_change_id();
 
 // How a factory reset ended.
 enum class FlashReset {
@@ -69,6 +74,6 @@ FlashReset tm_info_reset_flash(int32_t family);
 // Command 508: the factory reset; a reset that changed the channel count ends the
 // process (code 0), since the window was laid out for the old count. The flash already
 // holds the reset, so nothing is lost.
-void flash_command_reset(int32_t family);
+void flash_command_reset();
 
 }  // namespace ovn

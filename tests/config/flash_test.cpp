@@ -58,6 +58,7 @@ class SimKstTest : public SeamsTest {
     config.channels = channels;
     sim_init(sim, config);
     rs232_reset_state();
+    tm_info_reset_state();
     debug_log_reset();
     rs232_attach(port, std::string(1, address));
     rs232_set_relaxed(true);  // waits idle on the port, which moves the virtual time on
@@ -65,7 +66,18 @@ class SimKstTest : public SeamsTest {
     port.clear_transcript();
     seams.log.lines.clear();
   }
-  ~SimKstTest() override { rs232_reset_state(); }
+  ~SimKstTest() override {
+    rs232_reset_state();
+    tm_info_reset_state();
+  }
+
+  // Reads the KST into the current session, as the program does when it opens the line.
+  void read_session() {
+    tmi_get_data_ini(kTmKst, 0, false, "", -1, false);
+    ASSERT_EQ(tm_type(kTmInfoCurrent), kTmKst);
+    port.clear_transcript();
+    seams.log.lines.clear();
+  }
 
   // The lines sent, address letter included.
   std::vector<std::string> sent() const {
@@ -150,7 +162,8 @@ TEST_F(TwoChannelResetTest, ATwoChannelKstGetsThreeChannelsAndTheProgramEndsAfte
   op.expect_gib("reset flash", "Yes, Reset All Flash");
   op.expect_gib("Restart program", "OK");
 
-  EXPECT_PROCESS_EXIT(flash_command_reset(kTmKst), 0);
+  read_session();
+  EXPECT_PROCESS_EXIT(flash_command_reset(), 0);
 
   EXPECT_EQ(op.last().text,
             "Reset Flash Done!\r\nRestart program due to change in the number of channels");
@@ -163,20 +176,24 @@ TEST_F(TwoChannelResetTest, ATwoChannelKstGetsThreeChannelsAndTheProgramEndsAfte
 
 TEST_F(TwoChannelResetTest, ADeclinedResetDoesNotEndTheProgram) {
   op.expect_gib("reset flash", "No");
-  flash_command_reset(kTmKst);
+  read_session();
+  flash_command_reset();
   EXPECT_TRUE(port.requests().empty());
 }
 
 // ---- The commit ----
 
-class CommitTest : public SimKstTest {};
+class CommitTest : public SimKstTest {
+ protected:
+  CommitTest() { read_session(); }
+};
 
 TEST_F(CommitTest, TheCommitWaitsASecondForTheInstrumentThenConfirmsWithVr) {
   sim_set_param(sim, "FL1", "5");
   port.answer_late(950);
   double start = now_ms();
 
-  EXPECT_TRUE(tm_info_flash_write(kTmKst));
+  EXPECT_TRUE(tm_info_flash_write(kTmInfoCurrent));
 
   EXPECT_EQ(port.requests(), (std::vector<std::string>{"@@", "VR"}));
   EXPECT_GE(now_ms() - start, 950.0);
@@ -188,7 +205,7 @@ TEST_F(CommitTest, TheCommitWaitsASecondForTheInstrumentThenConfirmsWithVr) {
 TEST_F(CommitTest, AnOkJustAfterTheSecondComesTooLate) {
   port.answer_late(1010);
 
-  EXPECT_TRUE(tm_info_flash_write(kTmKst));
+  EXPECT_TRUE(tm_info_flash_write(kTmInfoCurrent));
 
   EXPECT_EQ(port.requests(), (std::vector<std::string>{"@@", "@@", "VR"}));
 }
@@ -198,7 +215,7 @@ TEST_F(CommitTest, ACommitNeverAnsweredGoesToTheOperatorAndSkipGivesFalse) {
   for (int i = 0; i < 3; ++i) op.expect_gib("Communications Failure", "Skip");
   op.expect_gib("Expecting a \"OK\"", "Skip");
 
-  EXPECT_FALSE(tm_info_flash_write(kTmKst));
+  EXPECT_FALSE(tm_info_flash_write(kTmInfoCurrent));
 
   std::vector<std::string> expected(9, "@@");
   expected.push_back("VR");
@@ -226,7 +243,7 @@ TEST(CommitFamilies, OnlyTheFamiliesWithFlashAreSentTheCommit) {
     rs232_attach(port, "");
     ASSERT_EQ(rs232_open(port, "115200"), "");
 
-    EXPECT_TRUE(tm_info_flash_write(c.family));
+    EXPECT_TRUE(tm_info_flash_write_family(c.family));
 
     std::vector<std::string> expected;
     if (c.commits) expected = {"@@\n", "VR\n"};
@@ -247,10 +264,10 @@ class ChangeIdTest : public SimKstTest {
 };
 
 TEST_F(ChangeIdTest, ANewLetterIsSentTakenByTheLinkAndTheSessionIsReadAgainThroughIt) {
-  tm_info_reset_state();
+  read_session();
   op.expect_input_box("Enter New ID:", "C");
 
-  EXPECT_TRUE(flash_command_change_id(kTmKst));
+  EXPECT_TRUE(flash_command_change_id());
 
   EXPECT_EQ(op.last().text, "Current ID:A\r\nEnter New ID:");
   std::vector<std::string> lines = sent();
@@ -261,7 +278,6 @@ TEST_F(ChangeIdTest, ANewLetterIsSentTakenByTheLinkAndTheSessionIsReadAgainThrou
   EXPECT_EQ(sim.config.address, 'C');
   EXPECT_EQ(rs232_id(), "C");
   EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
-  tm_info_reset_state();
 }
 
 TEST_F(ChangeIdTest, EveryCharacterFromAtSignToTildeIsAcceptedByTheInstrument) {
