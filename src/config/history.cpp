@@ -1,6 +1,8 @@
 #include "config/history.h"
 
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
 
 #include "foundation/debug_log.h"
 #include "foundation/hexstr.h"
@@ -32,6 +34,11 @@ bool is_hex_of(const std::string& text, size_t digits) {
   return text.size() == digits && is_hex(text);
 }
 
+// The instrument holds shunts as singles; a value no single holds must not be packed.
+bool fits_single(double x) {
+  return std::isfinite(x) && std::fabs(x) <= FLT_MAX;
+}
+
 std::string two(int n) {
   return (n < 10 ? "0" : "") + std::to_string(n);
 }
@@ -46,10 +53,10 @@ double number(const std::string& text) {
   return kw_parse_double(text, stop);
 }
 
-// Asks for one shunt value until it is a number; false on cancel.
+// Asks for one shunt value until it is a number a single holds; false on cancel.
 bool ask_shunt(const std::string& title, const std::string& label, double shown, double& typed) {
   if (!user_input("|", label, single_text(shown), title, "")) return false;
-  while (!kw_is_numeric(user_input_data(0))) {
+  while (!kw_is_numeric(user_input_data(0)) || !fits_single(number(user_input_data(0)))) {
     if (!user_input_again()) return false;
   }
   typed = number(user_input_data(0));
@@ -66,7 +73,8 @@ std::string history_stamp(bool full, const DateTime& when) {
 
 std::string history_encode(const HistoryRecord& r) {
   if (!is_hex_of(r.fs1, 8) || !is_hex_of(r.cc1a, 8) || !is_hex_of(r.cc1b, 8) ||
-      !is_hex_of(r.sc, 16) || !is_hex_of(r.of, 4) || !is_hex_of(r.gn, 4))
+      !is_hex_of(r.sc, 16) || !is_hex_of(r.of, 4) || !is_hex_of(r.gn, 4) ||
+      !fits_single(r.positive_shunt) || !fits_single(r.negative_shunt))
     return "";
   return history_stamp(r.full, r.when) + hex_of(r.operator_number, 4) + r.fs1 + r.cc1a + r.cc1b +
          r.sc + r.of + r.gn + single_to_hex(r.positive_shunt) + single_to_hex(r.negative_shunt);

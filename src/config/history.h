@@ -40,7 +40,8 @@ struct HistoryRecord {
 // The 8 digits of the date stamp: flag, year - 2000 (0 to 63), month, day, hour, minute,
 // second / 2.
 std::string history_stamp(bool full, const DateTime& when);
-// The whole hex run of a record. Empty when a raw reply is not hex of its length.
+// The whole hex run of a record. Empty when a raw reply is not hex of its length or a
+// shunt is beyond what a single holds.
 std::string history_encode(const HistoryRecord& record);
 // The values of a hex run by kHistoryFormat, in order (17 of them; floats in their
 // shortest text). Nothing when the run is not hex of the format's length.
@@ -71,7 +72,7 @@ int tm_info_history_latest(bool any);
 // operator's number, the instrument's replies to "FS1", "CC1A", "CC1B", "SC", "OF", "GN",
 // the two shunt values; `full` sets the flag. Sends "HS<slot><record>" with a wait of
 // 501 ms, "OK" expected, three tries. False when nothing was written (no slot, a reply that
-// is not hex of its length, or the operator skipped the write).
+// is not hex of its length, a shunt no single holds, or the operator skipped the write).
 bool tm_info_history_write(int32_t operator_number, double positive_shunt, double negative_shunt,
                            bool full);
 // The report line of slot `slot` (history_report_line of "HS<slot>").
@@ -81,8 +82,8 @@ std::string tm_info_history_read(int slot);
 // record (0 when there is none), shown multiplied by "DS1"; asks for each through
 // user_input: title "POSITIVE SHUNT VALUE", field "Enter in the Positive shunt value:",
 // then "NEGATIVE SHUNT VALUE", "Enter in the Negative shunt value:". An answer that is not
-// a number is asked again. The answers come back divided by "DS1" (a "DS1" of 0 keeps
-// them as typed). False when the operator cancelled either.
+// a number, or beyond what a single holds, is asked again. The answers come back divided by "DS1"
+// (a "DS1" of 0 keeps them as typed). False when the operator cancelled either.
 bool tm_info_history_shunts(double& positive_shunt, double& negative_shunt);
 
 }  // namespace ovn

@@ -83,6 +83,9 @@ TEST(HistoryRecordTest, AReplyThatIsNotHexOfItsLengthMakesNoRecord) {
   r = sample_record();
   r.gn = "!";
   EXPECT_EQ(history_encode(r), "");
+  r = sample_record();
+  r.positive_shunt = 1e39;  // beyond the largest single
+  EXPECT_EQ(history_encode(r), "");
   EXPECT_FALSE(history_decode(""));
   EXPECT_FALSE(history_decode("!"));
   EXPECT_FALSE(history_decode(history_encode(sample_record()).substr(0, 70)));
@@ -240,6 +243,7 @@ TEST_F(HzymHistoryTest,
   slots[6] = record_with(history_stamp(true, DateTime{2024, 1, 1, 0, 0, 0, 0})).substr(0, 60) +
              "40000000C0000000";  // older, shunts 2 and -2
   op.expect_user_input("POSITIVE SHUNT VALUE", true, {{0, "abc"}});
+  op.expect_user_input("POSITIVE SHUNT VALUE", true, {{0, "1e39"}});
   op.expect_user_input("POSITIVE SHUNT VALUE", true, {{0, "3"}});
   op.expect_user_input("NEGATIVE SHUNT VALUE", true, {{0, "-1.5"}});
 
@@ -248,11 +252,11 @@ TEST_F(HzymHistoryTest,
 
   EXPECT_EQ(positive, 1.5);
   EXPECT_EQ(negative, -0.75);
-  ASSERT_EQ(op.shown.size(), 3u);
+  ASSERT_EQ(op.shown.size(), 4u);
   EXPECT_EQ(op.shown[0].text, "Enter in the Positive shunt value:");
   EXPECT_EQ(op.shown[0].fields, std::vector<std::string>{"1"}) << "0.5 x DS1 2";
-  EXPECT_EQ(op.shown[2].text, "Enter in the Negative shunt value:");
-  EXPECT_EQ(op.shown[2].fields, std::vector<std::string>{"-0.5"});
+  EXPECT_EQ(op.shown[3].text, "Enter in the Negative shunt value:");
+  EXPECT_EQ(op.shown[3].fields, std::vector<std::string>{"-0.5"});
 }
 
 TEST_F(HzymHistoryTest, CancellingAShuntQuestionKeepsTheCallersValues) {
