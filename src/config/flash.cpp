@@ -6,6 +6,7 @@
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
@@ -212,6 +213,8 @@ bool tm_info_change_id(int32_t family, const std::function<void()>& reread_sessi
   }
   if (!rs232_send_ok("ID" + *answer)) return false;
   rs232_set_id(*answer);
+  // The port search tries the remembered letter first: next time it finds the new one.
+  kw_setting_put(selcom_key_of(family), "Communications", "ID", rs232_id());
   if (reread_session) reread_session();
   return true;
 }

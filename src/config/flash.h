@@ -46,8 +46,10 @@ bool tm_info_flash_write_family(int32_t family);
 // "ID must be a single character", a character outside "@" to "~" gives
 // `ID should be a letter (Currently "<typed>")`, each in a box with the button "OK" in
 // Courier New 8, and nothing is sent. Otherwise sends "ID<letter>" ("OK" expected, three
-// tries), makes the letter the link's address and calls `reread_session` so the session
-// is read again through the new address. True when the letter was changed.
+// tries), makes the letter the link's address, remembers it for the port search of the
+// next start (setting "ID", section "Communications", application the family's key) and
+// calls `reread_session` so the session is read again through the new address. True when the letter
+// was changed.
 bool tm_info_change_id(int32_t family, const std::function<void()>& reread_session);
 
 // Command 105: tm_info_change_id for the current session, which is then read again

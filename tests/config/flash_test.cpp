@@ -12,6 +12,7 @@
 
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
+#include "foundation/settings.h"
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
@@ -282,6 +283,7 @@ TEST_F(ChangeIdTest, ANewLetterIsSentTakenByTheLinkAndTheSessionIsReadAgainThrou
   EXPECT_EQ(sim.config.address, 'C');
   EXPECT_EQ(rs232_id(), "C");
   EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
+  EXPECT_EQ(kw_setting_get("KST", "Communications", "ID", ""), "C") << "tried first next time";
 }
 
 TEST_F(ChangeIdTest, EveryCharacterFromAtSignToTildeIsAcceptedByTheInstrument) {
@@ -330,6 +332,7 @@ TEST_F(ChangeIdTest, AnswersThatAreNoSingleLetterAreRefusedBeforeAnythingIsSent)
   }
   EXPECT_EQ(sim.config.address, 'A');
   EXPECT_EQ(rereads, 0);
+  EXPECT_EQ(kw_setting_get("KST", "Communications", "ID", "none"), "none");
 }
 
 TEST_F(ChangeIdTest, AFamilyWithoutAddressLettersIsNotAsked) {
