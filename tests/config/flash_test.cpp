@@ -179,13 +179,6 @@ TEST_F(TwoChannelResetTest, ATwoChannelKstGetsThreeChannelsAndTheProgramEndsAfte
   EXPECT_EQ(sim.flash, sim.working);
 }
 
-TEST_F(TwoChannelResetTest, ADeclinedResetDoesNotEndTheProgram) {
-  op.expect_gib("reset flash", "No");
-  read_session();
-  flash_command_reset();
-  EXPECT_TRUE(port.requests().empty());
-}
-
 // ---- The commit ----
 
 class CommitTest : public SimKstTest {
