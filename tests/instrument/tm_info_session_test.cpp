@@ -146,13 +146,8 @@ TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
   EXPECT_EQ(r.regy_keyy, "KSLW-COM1");
 }
 
-const Replies kRdxTable = {{"MD", "ZQVD2000"}, {"SN", "R1"},     {"SH", ""},
-                           {"ID", "A"},        {"CN", ""},       {"CEA", "500"},
-                           {"CEB", "250"},     {"CEC", "-250"},  {"FS", "20000"},
-                           {"CFA", "1000"},    {"CFB", "50000"}, {"CFC", "-50000"}};
-
 TEST_F(SessionTest, AnRdxWithEmptyShaftAndCustomerGetsACleanFileName) {
-  const TmInfoRecord& r = open(SimFamily::Rdx, kRdxTable);
+  const TmInfoRecord& r = open(SimFamily::Rdx, kRdxReplies);
   EXPECT_EQ(r.tm_name, "RDX");
   EXPECT_EQ(r.dtp, kDtpDecimal32);
   EXPECT_EQ(r.data_msg, "P4");
@@ -179,7 +174,7 @@ TEST_F(SessionTest, AnRdxWithEmptyShaftAndCustomerGetsACleanFileName) {
 
 TEST_F(SessionTest, AnRdxWithOldOrUnreadableRotorFirmwareTakesTheOldConstants) {
   for (const char* vr : {"i1m142r999", "x1"}) {
-    const TmInfoRecord& r = open(SimFamily::Rdx, with(kRdxTable, {{"VR", vr}}));
+    const TmInfoRecord& r = open(SimFamily::Rdx, with(kRdxReplies, {{"VR", vr}}));
     EXPECT_EQ(r.uvpv_per_raw, 0.030079856059620404) << vr;
     EXPECT_EQ(r.a2d_gain, 253.638) << vr;
     EXPECT_EQ(r.max_uvpv_noise, 0.7) << vr;
@@ -254,9 +249,7 @@ TEST_F(SessionTest, AHzymTakesItsCountScalesFromTheShuntCalibration) {
 }
 
 TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
-  const Replies table = {{"CR", "KV-1"},       {"CP", "99"},        {"CQ", "Q1"},   {"CS", "Cust"},
-                         {"CK", "1000"},       {"CD", "2000"},      {"CE", "4000"}, {"CA", "100"},
-                         {"CB", "1073741824"}, {"CC", "1073741824"}};
+  const Replies& table = kKsvmReplies;
   const TmInfoRecord& r = open(SimFamily::Ksvm, table);
   EXPECT_EQ(r.tm_name, "KSVM");
   EXPECT_EQ(r.data_msg, "c");
@@ -277,8 +270,7 @@ TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
 }
 
 TEST_F(SessionTest, The350FamiliesTellTheirModelFromTheChannelUnit) {
-  const Replies table = {
-      {"UN1", "dF-in"}, {"FS1", "200"}, {"SC1", "1000,-2000"}, {"@A", "000000000000000FFFE"}};
+  const Replies& table = kS350Replies;
   const TmInfoRecord& r = open(SimFamily::S350, table);
   EXPECT_EQ(r.tm_name, "350 Series");
   EXPECT_EQ(r.firmware, "7.3");
@@ -302,13 +294,7 @@ TEST_F(SessionTest, The350FamiliesTellTheirModelFromTheChannelUnit) {
   EXPECT_EQ(old.plbfin_per_px, 1);
   EXPECT_EQ(old.uvpv_per_raw, 1);
 
-  const TmInfoRecord& plus = open(SimFamily::S350Plus, {{"UN1", "lbf"},
-                                                        {"FS1", "400"},
-                                                        {"CC1B", "12"},
-                                                        {"CC1C", "0.5"},
-                                                        {"CC1D", "0.25"},
-                                                        {"CC1E", "-0.5"},
-                                                        {"CC1F", "0.125"}});
+  const TmInfoRecord& plus = open(SimFamily::S350Plus, kS350PlusReplies);
   EXPECT_EQ(plus.tm_name, "350+ Series");
   EXPECT_EQ(plus.model, "350+c");
   EXPECT_EQ(plus.raw_name, "A/D");
