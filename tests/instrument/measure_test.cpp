@@ -86,6 +86,18 @@ TEST_F(MeasureTest, AdjustmentPointsAreReadFromTheInstrumentsConstants) {
   EXPECT_EQ(tm_info_point_raw(kPointPositive), 0);
 }
 
+TEST_F(MeasureTest, AWqpmPointIsItsFrequencyCarriedToFullScale) {
+  open(SimFamily::Wqpm, kWqpmReplies);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointZero), 8300);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointPositive), 8300 + 1000 * 1000 / 500.0);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointNegative), 8300 - 500 * 1000 / 500.0);
+  EXPECT_EQ(tm_info_point_raw(kPointPositive2), 0);
+  sim.table["CID"] = "0";
+  EXPECT_EQ(tm_info_point_raw(kPointPositive), 0) << "a stored 0 leaves the point 0";
+  sim.table["CIB"] = "0";
+  EXPECT_EQ(tm_info_point_raw(kPointZero), 0);
+}
+
 TEST_F(MeasureTest, TareIsReadInLbfInAfterTheInstrumentTakesIt) {
   open_kst(750);
   EXPECT_EQ(tm_info_tare_read(0), 0);
