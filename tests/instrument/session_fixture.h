@@ -13,6 +13,7 @@
 #include "instrument/measure.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
+#include "link/selcom.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
 #include "support/scripted_operator.h"
@@ -73,10 +74,12 @@ class SessionTest : public SeamsTest {
  protected:
   SessionTest() : port(sim) {
     rs232_reset_state();
+    selcom_reset_state();
     tm_info_reset_state();
     debug_log_reset();
   }
   ~SessionTest() override {
+    selcom_reset_state();
     rs232_reset_state();
     tm_info_reset_state();
   }

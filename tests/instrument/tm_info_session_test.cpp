@@ -1,5 +1,6 @@
 // Reading a session from the simulated instrument of each family, and the session's rules.
 
+#include <algorithm>
 #include <cmath>
 
 #include "instrument/session_fixture.h"
@@ -104,35 +105,25 @@ TEST_F(SessionTest, ANamedFamilyIsReadWithoutProbingAndOtherCodesKeepTheRecordsF
   EXPECT_TRUE(tm_is_type(kTmKst, 0));
 }
 
-TEST_F(SessionTest, ReopeningRunsThePortSelectionAndTakesTheFamilyItFound) {
+TEST_F(SessionTest, AHeadlessSessionFindsTheInstrumentThroughThePortSelection) {
   connect(SimFamily::Kst);
-  std::vector<std::string> calls;
-  tm_info_set_opener(
-      [&](int32_t family, int32_t session, bool prompt, const std::string& ids, int32_t port_hint) {
-        calls.push_back(std::to_string(family) + " " + std::to_string(session) + " " +
-                        (prompt ? "ask" : "quiet") + " " + ids + " " + std::to_string(port_hint));
-        return static_cast<int32_t>(kTmKst);
-      });
-  std::string summary = tm_info_open_headless(kTmNone, "B", 4);
-  EXPECT_EQ(calls, std::vector<std::string>{"1100 0 quiet B 4"});
+  rs232_close(port);
+  set_command_line("-nocommportscan");  // every port number counts as present
+  port.clear_transcript();
+  std::string summary = tm_info_open_headless(kTmNone, "", 0);
+  set_command_line("");
   EXPECT_EQ(summary,
             "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\r\nfamily=KST\r\n"
             "firmware=KSTs150r40\r\nfs_lbfin=2001.0002\r\n"
             "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\r\n");
-  std::vector<std::string> log = log_texts();
+  EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
+  // The families before the KST in the search order were asked first.
+  std::vector<std::string> sent = port.requests();
+  ASSERT_GT(sent.size(), 2u);
+  EXPECT_EQ(sent.front(), "VR");
+  auto log = log_texts();
   EXPECT_NE(std::find(log.begin(), log.end(), "Done Opening"), log.end());
-}
-
-TEST_F(SessionTest, WithoutAPortSelectionTheAttachedPortIsUsedAsItStands) {
-  connect(SimFamily::Kst);
-  EXPECT_EQ(tm_info_open_headless(kTmKst, "", 0).substr(0, 30), "uid=ZQVD9880002V(2-3 lbf-in)-S");
-  rs232_close(port);
-  port.clear_transcript();
-  std::string summary = tm_info_open_headless(kTmKst, "", 0);
-  EXPECT_TRUE(port.requests().empty());
-  EXPECT_EQ(summary,
-            "uid=NoModel-NoSerial-COM1\r\nfamily=???\r\nfirmware=None\r\nfs_lbfin=100\r\n"
-            "file_name=NoModel-NoSerial.000\r\n");
+  EXPECT_TRUE(op.shown.empty()) << "the port selection form stays closed when a port talks";
 }
 
 TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
