@@ -126,6 +126,20 @@ TEST_F(SessionTest, AHeadlessSessionFindsTheInstrumentThroughThePortSelection) {
   EXPECT_TRUE(op.shown.empty()) << "the port selection form stays closed when a port talks";
 }
 
+TEST_F(SessionTest, ANamedFamilyIsFoundAtTheAddressTheCallerOffers) {
+  connect(SimFamily::Kst);
+  sim.config.address = 'D';
+  rs232_close(port);
+  set_command_line("-nocommportscan");
+  int32_t session = tmi_get_data_ini(kTmKst, 4, false, "D", 0, true);
+  set_command_line("");
+  EXPECT_EQ(session, 4);
+  EXPECT_EQ(rs232_id(), "D");
+  EXPECT_EQ(tm_info_record(4).identifier, "D");
+  EXPECT_EQ(tm_info_text(kSelUid, 4), "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:D-COM1");
+  EXPECT_EQ(tm_type(0), 0) << "other sessions stay as they were";
+}
+
 TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
   const TmInfoRecord& r = open(SimFamily::Kslw);
   EXPECT_EQ(r.tm_name, "KSLW");
