@@ -61,15 +61,15 @@ bool two_numbers(const std::string& text, double& a, double& b) {
 // of 60 MHz) taken at a stored load; the point value is the frequency at full scale.
 double wqpm_point_raw(int32_t point) {
   constexpr double kClockHz = 60000000.0;
+  if (point != kPointZero && point != kPointPositive && point != kPointNegative) return 0;
   double fs = get_hex_f32("CCA");
   double zero = safe_divide(get_si32("CIA"), get_si32("CIB"), 0) * kClockHz;
   if (point == kPointZero) return zero;
-  const char* pulses = point == kPointPositive ? "CIC" : "CIE";
-  const char* ticks = point == kPointPositive ? "CID" : "CIF";
-  const char* load = point == kPointPositive ? "CCC" : "CCD";
-  if (point != kPointPositive && point != kPointNegative) return 0;
-  double at_load = safe_divide(get_si32(pulses), get_si32(ticks), 0) * kClockHz;
-  double stored_load = std::fabs(get_hex_f32(load));
+  bool positive = point == kPointPositive;
+  double at_load =
+      safe_divide(get_si32(positive ? "CIC" : "CIE"), get_si32(positive ? "CID" : "CIF"), 0) *
+      kClockHz;
+  double stored_load = std::fabs(get_hex_f32(positive ? "CCC" : "CCD"));
   if (zero == 0 || at_load == 0 || stored_load == 0) return 0;
   return zero + (at_load - zero) * fs / stored_load;
 }

@@ -13,6 +13,7 @@
 #include "instrument/family.h"
 #include "instrument/measure.h"
 #include "link/rs232.h"
+#include "link/selcom.h"
 
 namespace ovn {
 namespace {
@@ -23,7 +24,6 @@ struct TmInfoState {
   std::array<TmInfoRecord, kTmInfoSessions> records;
   int16_t current = 0;
   int32_t channel = 1;
-  TmInfoOpener opener;
 };
 
 TmInfoState& state() {
@@ -511,21 +511,10 @@ std::string tm_info_version(int32_t selector, int32_t session) {
 
 // ---- Reading the session -----------------------------------------------------------------
 
-void tm_info_set_opener(TmInfoOpener opener) {
-  state().opener = std::move(opener);
-}
-
 int32_t tm_info_open(int32_t family, int32_t session, bool prompt_port,
                      const std::string& address_list, int32_t port_hint) {
-  if (state().opener) {
-    family = state().opener(family, session, prompt_port, address_list, port_hint);
-  } else if (!rs232_is_open(rs232_port())) {
-    // Nobody to ask for a port: with the line closed there is no instrument to read.
-    debug_log("No port selection: " + rs232_port_name(rs232_port()) + " is not open");
-    return kTmNone;
-  }
-  debug_log("Done Opening");
-  return family;
+  (void)session;  // the selection dialog serves one session at a time
+  return rs232_open_instrument(family, address_list, prompt_port ? -1 : port_hint, rs232_port());
 }
 
 int32_t tmi_get_data_ini(int32_t family, int32_t session, bool prompt_port,
@@ -562,6 +551,8 @@ int32_t get_data_ini(int32_t family, bool prompt_port, const std::string& addres
 
 void tm_info_close(int32_t session) {
   TmInfoRecord& r = record_of(session);
+  selcom_close();
+  // A session read on a port the caller opened has no selection form to close it.
   rs232_close_if_open(rs232_port());
   // The raw form goes too, so that every reader reports a call before the session.
   r.tm_type = kTmNone;

@@ -12,7 +12,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <string>
 
 namespace ovn {
@@ -176,21 +175,16 @@ std::string tm_info_version(int32_t selector, int32_t session);
 
 // ---- Reading the session -----------------------------------------------------------------
 
-// Opens the port and finds the instrument: the port selection's loop. Given the family
-// wanted (1100: search all), the session, whether to ask for the port, the address letters
-// to try and the port wanted (below 0: ask), it returns when the instrument talks, with the
-// family that answered.
-using TmInfoOpener = std::function<int32_t(int32_t family, int32_t session, bool prompt_port,
-                                           const std::string& address_list, int32_t port_hint)>;
-// Installs the opener (empty: none). Without one, tm_info_open takes the attached port as
-// it stands and the family as asked; a closed port gives 1100 (nothing is read).
-void tm_info_set_opener(TmInfoOpener opener);
-// Runs the opener, logs "Done Opening" and returns the family found.
+// Opens the port and finds the instrument through the port selection's loop
+// (rs232_open_instrument): asks for the port first when `prompt_port` is set, else takes
+// `port_hint` (0: the present port), tries `address_list` besides the remembered address,
+// and returns when an instrument of `family` (1100: any family in the search order)
+// talks, with the family that answered. Logs "Done Opening".
 int32_t tm_info_open(int32_t family, int32_t session, bool prompt_port,
                      const std::string& address_list, int32_t port_hint);
 
 // Reads the instrument into the record of `session` and returns the session number.
-// `family` is a family code, or 1100 (with `reopen`: the family the opener finds); any
+// `family` is a family code, or 1100 (with `reopen`: the family the search finds); any
 // other code keeps the family the record had. With `reopen` the port is opened first.
 // Installs the live reader of display_data (the torque now, lbf-in).
 int32_t tmi_get_data_ini(int32_t family, int32_t session, bool prompt_port,
@@ -203,8 +197,8 @@ int32_t get_data_ini(int32_t family, bool prompt_port, const std::string& addres
 // report that they were called too early.
 void tm_info_close(int32_t session);
 
-// Opens a session without windows: the port through the opener (when one is installed),
-// the family as named (1100: as found), the record read. Returns the summary:
+// Opens a session without windows: the port through the port selection's loop, the family
+// as named (1100: as found), the record read. Returns the summary:
 // "uid=<uid>", "family=<tm_name>", "firmware=<firmware>", "fs_lbfin=<full scale>" and
 // "file_name=<file_name>", one per line, lines ended by CR LF.
 std::string tm_info_open_headless(int32_t family, const std::string& address_list,
@@ -247,8 +241,8 @@ std::string tm_info_point_letter(int32_t point);
 std::string tm_info_shunt_name(int32_t state);
 std::string tm_info_shunt_sign(int32_t state);
 
-// Puts the module back to its start-up state (every record empty, session 0, channel 1,
-// no opener), as in a fresh process.
+// Puts the module back to its start-up state (every record empty, session 0, channel 1),
+// as in a fresh process.
 void tm_info_reset_state();
 
 }  // namespace ovn

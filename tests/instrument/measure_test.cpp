@@ -86,6 +86,18 @@ TEST_F(MeasureTest, AdjustmentPointsAreReadFromTheInstrumentsConstants) {
   EXPECT_EQ(tm_info_point_raw(kPointPositive), 0);
 }
 
+TEST_F(MeasureTest, AWqpmPointIsItsFrequencyCarriedToFullScale) {
+  open(SimFamily::Wqpm, kWqpmReplies);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointZero), 8300);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointPositive), 8300 + 1000 * 1000 / 500.0);
+  EXPECT_DOUBLE_EQ(tm_info_point_raw(kPointNegative), 8300 - 500 * 1000 / 500.0);
+  EXPECT_EQ(tm_info_point_raw(kPointPositive2), 0);
+  sim.table["CID"] = "0";
+  EXPECT_EQ(tm_info_point_raw(kPointPositive), 0) << "a stored 0 leaves the point 0";
+  sim.table["CIB"] = "0";
+  EXPECT_EQ(tm_info_point_raw(kPointZero), 0);
+}
+
 TEST_F(MeasureTest, TareIsReadInLbfInAfterTheInstrumentTakesIt) {
   open_kst(750);
   EXPECT_EQ(tm_info_tare_read(0), 0);
@@ -165,6 +177,62 @@ TEST_F(MeasureTest, FilterIndexZeroOnAKstDependsOnTheAveragingBit) {
   EXPECT_EQ(tm_info_filter_frequency(0, 0), 7812.5);
   ASSERT_TRUE(tm_info_filter_averaging(false, 0));
   EXPECT_EQ(sim_param(sim, "UCB"), "0");
+}
+
+TEST_F(MeasureTest, EachFamilySetsItsFilterInItsOwnWords) {
+  // 2000 / 50.099003 Hz on the 2000 Hz families and 7812.5 / 50.099003 Hz on the others
+  // are index 2; the 10000 Hz WQPM and 20000 Hz RDX take the same ratio.
+  struct Row {
+    SimFamily family;
+    Replies replies;
+    double base_hz;
+    std::vector<std::string> requests;
+  };
+  const Row rows[] = {
+      {SimFamily::Rdx,
+       with(kRdxReplies, {{"FL2", "OK"}, {"FL", "2"}, {"MF", "0"}}),
+       20000,
+       {"FL2", "FL"}},
+      {SimFamily::Wqpm, with(kWqpmReplies, {{"FL2", "OK"}, {"FL", "2"}}), 10000, {"FL2", "FL"}},
+      {SimFamily::Ksvm,
+       with(kKsvmReplies, {{"CG2", "OK"}, {"CG", "2"}, {"RA", "0"}}),
+       7812.5,
+       {"CG2", "CG", "RA"}},
+      {SimFamily::Hzym,
+       with(kHzymReplies, {{"FL108", "OK"}, {"FL1", "08"}}),
+       2000,
+       {"FL108", "FL1"}},
+      {SimFamily::S350,
+       with(kS350Replies, {{"T0", "OK"}, {"FL108", "OK"}, {"FL1", "08"}}),
+       2000,
+       {"T0", "FL108", "FL1"}},
+      {SimFamily::S350Plus, with(kS350PlusReplies, {{"FL12", "OK"}}), 7812.5, {"FL12"}},
+  };
+  for (const Row& row : rows) {
+    open(row.family, row.replies);
+    port.clear_transcript();
+    double f = tm_info_filter_set(row.base_hz / 50.099003, 0);
+    EXPECT_EQ(port.requests(), row.requests) << sim_family_name(row.family);
+    if (row.family == SimFamily::Rdx || row.family == SimFamily::Wqpm ||
+        row.family == SimFamily::Ksvm)
+      EXPECT_DOUBLE_EQ(f, row.base_hz / 50.099003) << sim_family_name(row.family);
+  }
+}
+
+TEST_F(MeasureTest, PeakReadsTakeEachFamilysOrder) {
+  open(SimFamily::Hzym, with(kHzymReplies, {{"MX", "FFFE0004"}}));  // min -2, max 4 counts
+  double max = 0, min = 0;
+  tm_info_maxmin_read(max, min);
+  EXPECT_EQ(max, 2);
+  EXPECT_EQ(min, -1) << "the positive scale serves both";
+  open(SimFamily::Ksvm, with(kKsvmReplies, {{"MXX", "2000"}, {"MXN", "-1000"}}));
+  tm_info_maxmin_read(max, min);
+  EXPECT_DOUBLE_EQ(max, 2000 * 0.0032);
+  EXPECT_DOUBLE_EQ(min, -1000 * 0.0032);
+  open(SimFamily::S350, with(kS350Replies, {{"T0", "OK"}, {"DX1", "12.5"}, {"DN1", "-3.25"}}));
+  tm_info_maxmin_read(max, min);
+  EXPECT_EQ(max, 12.5);
+  EXPECT_EQ(min, -3.25);
 }
 
 TEST_F(MeasureTest, PushAndPopPutTheFilterBack) {

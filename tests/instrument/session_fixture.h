@@ -13,6 +13,7 @@
 #include "instrument/measure.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
+#include "link/selcom.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
 #include "support/scripted_operator.h"
@@ -46,14 +47,39 @@ inline const Replies kHzymReplies = {
     {"MD", "No-Model-Number"},  {"SE", "H-5"},  {"FS1", "447A0000"}, {"CC1B", "447A0000"},
     {"SC", "3F0000003E800000"}, {"GN", "0010"}, {"OF", "0064"}};
 
+// Replies of an RDX (firmware "i1m142r1000"): full scale 500 lbf-in over 20000 x 32768
+// counts, points 1, 100 and -100 counts by CEA / |CE<L>| x CF<L> / 1000.
+inline const Replies kRdxReplies = {{"MD", "ZQVD2000"}, {"SN", "R1"},     {"SH", ""},
+                                    {"ID", "A"},        {"CN", ""},       {"CEA", "500"},
+                                    {"CEB", "250"},     {"CEC", "-250"},  {"FS", "20000"},
+                                    {"CFA", "1000"},    {"CFB", "50000"}, {"CFC", "-50000"}};
+
+// Replies of a KSVM (firmware "205"): full scale 1000, points 100 and +-10000 counts
+// (10737418240000 / 2^30).
+inline const Replies kKsvmReplies = {
+    {"CR", "KV-1"}, {"CP", "99"},   {"CQ", "Q1"},  {"CS", "Cust"},       {"CK", "1000"},
+    {"CD", "2000"}, {"CE", "4000"}, {"CA", "100"}, {"CB", "1073741824"}, {"CC", "1073741824"}};
+
+// Replies of an S350 (firmware 7.3) on a torque channel of full scale 200, zero -2 counts
+// at character 16 of "@A".
+inline const Replies kS350Replies = {
+    {"UN1", "dF-in"}, {"FS1", "200"}, {"SC1", "1000,-2000"}, {"@A", "000000000000000FFFE"}};
+
+// Replies of an S350+ of full scale 400, points 12, 0.5 / 0.25 and -0.5 / 0.125.
+inline const Replies kS350PlusReplies = {{"UN1", "lbf"},   {"FS1", "400"},   {"CC1B", "12"},
+                                         {"CC1C", "0.5"},  {"CC1D", "0.25"}, {"CC1E", "-0.5"},
+                                         {"CC1F", "0.125"}};
+
 class SessionTest : public SeamsTest {
  protected:
   SessionTest() : port(sim) {
     rs232_reset_state();
+    selcom_reset_state();
     tm_info_reset_state();
     debug_log_reset();
   }
   ~SessionTest() override {
+    selcom_reset_state();
     rs232_reset_state();
     tm_info_reset_state();
   }

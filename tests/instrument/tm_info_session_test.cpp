@@ -1,5 +1,6 @@
 // Reading a session from the simulated instrument of each family, and the session's rules.
 
+#include <algorithm>
 #include <cmath>
 
 #include "instrument/session_fixture.h"
@@ -104,35 +105,39 @@ TEST_F(SessionTest, ANamedFamilyIsReadWithoutProbingAndOtherCodesKeepTheRecordsF
   EXPECT_TRUE(tm_is_type(kTmKst, 0));
 }
 
-TEST_F(SessionTest, ReopeningRunsThePortSelectionAndTakesTheFamilyItFound) {
+TEST_F(SessionTest, AHeadlessSessionFindsTheInstrumentThroughThePortSelection) {
   connect(SimFamily::Kst);
-  std::vector<std::string> calls;
-  tm_info_set_opener(
-      [&](int32_t family, int32_t session, bool prompt, const std::string& ids, int32_t port_hint) {
-        calls.push_back(std::to_string(family) + " " + std::to_string(session) + " " +
-                        (prompt ? "ask" : "quiet") + " " + ids + " " + std::to_string(port_hint));
-        return static_cast<int32_t>(kTmKst);
-      });
-  std::string summary = tm_info_open_headless(kTmNone, "B", 4);
-  EXPECT_EQ(calls, std::vector<std::string>{"1100 0 quiet B 4"});
+  rs232_close(port);
+  set_command_line("-nocommportscan");  // every port number counts as present
+  port.clear_transcript();
+  std::string summary = tm_info_open_headless(kTmNone, "", 0);
+  set_command_line("");
   EXPECT_EQ(summary,
             "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\r\nfamily=KST\r\n"
             "firmware=KSTs150r40\r\nfs_lbfin=2001.0002\r\n"
             "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\r\n");
-  std::vector<std::string> log = log_texts();
+  EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
+  // The families before the KST in the search order were asked first.
+  std::vector<std::string> sent = port.requests();
+  ASSERT_GT(sent.size(), 2u);
+  EXPECT_EQ(sent.front(), "VR");
+  auto log = log_texts();
   EXPECT_NE(std::find(log.begin(), log.end(), "Done Opening"), log.end());
+  EXPECT_TRUE(op.shown.empty()) << "the port selection form stays closed when a port talks";
 }
 
-TEST_F(SessionTest, WithoutAPortSelectionTheAttachedPortIsUsedAsItStands) {
+TEST_F(SessionTest, ANamedFamilyIsFoundAtTheAddressTheCallerOffers) {
   connect(SimFamily::Kst);
-  EXPECT_EQ(tm_info_open_headless(kTmKst, "", 0).substr(0, 30), "uid=ZQVD9880002V(2-3 lbf-in)-S");
+  sim.config.address = 'D';
   rs232_close(port);
-  port.clear_transcript();
-  std::string summary = tm_info_open_headless(kTmKst, "", 0);
-  EXPECT_TRUE(port.requests().empty());
-  EXPECT_EQ(summary,
-            "uid=NoModel-NoSerial-COM1\r\nfamily=???\r\nfirmware=None\r\nfs_lbfin=100\r\n"
-            "file_name=NoModel-NoSerial.000\r\n");
+  set_command_line("-nocommportscan");
+  int32_t session = tmi_get_data_ini(kTmKst, 4, false, "D", 0, true);
+  set_command_line("");
+  EXPECT_EQ(session, 4);
+  EXPECT_EQ(rs232_id(), "D");
+  EXPECT_EQ(tm_info_record(4).identifier, "D");
+  EXPECT_EQ(tm_info_text(kSelUid, 4), "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:D-COM1");
+  EXPECT_EQ(tm_type(0), 0) << "other sessions stay as they were";
 }
 
 TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
@@ -146,13 +151,8 @@ TEST_F(SessionTest, TheSimulatedKslwReadsTheKstVocabularyWithItsOwnConstants) {
   EXPECT_EQ(r.regy_keyy, "KSLW-COM1");
 }
 
-const Replies kRdxTable = {{"MD", "ZQVD2000"}, {"SN", "R1"},     {"SH", ""},
-                           {"ID", "A"},        {"CN", ""},       {"CEA", "500"},
-                           {"CEB", "250"},     {"CEC", "-250"},  {"FS", "20000"},
-                           {"CFA", "1000"},    {"CFB", "50000"}, {"CFC", "-50000"}};
-
 TEST_F(SessionTest, AnRdxWithEmptyShaftAndCustomerGetsACleanFileName) {
-  const TmInfoRecord& r = open(SimFamily::Rdx, kRdxTable);
+  const TmInfoRecord& r = open(SimFamily::Rdx, kRdxReplies);
   EXPECT_EQ(r.tm_name, "RDX");
   EXPECT_EQ(r.dtp, kDtpDecimal32);
   EXPECT_EQ(r.data_msg, "P4");
@@ -179,7 +179,7 @@ TEST_F(SessionTest, AnRdxWithEmptyShaftAndCustomerGetsACleanFileName) {
 
 TEST_F(SessionTest, AnRdxWithOldOrUnreadableRotorFirmwareTakesTheOldConstants) {
   for (const char* vr : {"i1m142r999", "x1"}) {
-    const TmInfoRecord& r = open(SimFamily::Rdx, with(kRdxTable, {{"VR", vr}}));
+    const TmInfoRecord& r = open(SimFamily::Rdx, with(kRdxReplies, {{"VR", vr}}));
     EXPECT_EQ(r.uvpv_per_raw, 0.030079856059620404) << vr;
     EXPECT_EQ(r.a2d_gain, 253.638) << vr;
     EXPECT_EQ(r.max_uvpv_noise, 0.7) << vr;
@@ -254,9 +254,7 @@ TEST_F(SessionTest, AHzymTakesItsCountScalesFromTheShuntCalibration) {
 }
 
 TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
-  const Replies table = {{"CR", "KV-1"},       {"CP", "99"},        {"CQ", "Q1"},   {"CS", "Cust"},
-                         {"CK", "1000"},       {"CD", "2000"},      {"CE", "4000"}, {"CA", "100"},
-                         {"CB", "1073741824"}, {"CC", "1073741824"}};
+  const Replies& table = kKsvmReplies;
   const TmInfoRecord& r = open(SimFamily::Ksvm, table);
   EXPECT_EQ(r.tm_name, "KSVM");
   EXPECT_EQ(r.data_msg, "c");
@@ -277,8 +275,7 @@ TEST_F(SessionTest, AKsvmOfFirmwareAfter201ReadsItsCustomer) {
 }
 
 TEST_F(SessionTest, The350FamiliesTellTheirModelFromTheChannelUnit) {
-  const Replies table = {
-      {"UN1", "dF-in"}, {"FS1", "200"}, {"SC1", "1000,-2000"}, {"@A", "000000000000000FFFE"}};
+  const Replies& table = kS350Replies;
   const TmInfoRecord& r = open(SimFamily::S350, table);
   EXPECT_EQ(r.tm_name, "350 Series");
   EXPECT_EQ(r.firmware, "7.3");
@@ -302,13 +299,7 @@ TEST_F(SessionTest, The350FamiliesTellTheirModelFromTheChannelUnit) {
   EXPECT_EQ(old.plbfin_per_px, 1);
   EXPECT_EQ(old.uvpv_per_raw, 1);
 
-  const TmInfoRecord& plus = open(SimFamily::S350Plus, {{"UN1", "lbf"},
-                                                        {"FS1", "400"},
-                                                        {"CC1B", "12"},
-                                                        {"CC1C", "0.5"},
-                                                        {"CC1D", "0.25"},
-                                                        {"CC1E", "-0.5"},
-                                                        {"CC1F", "0.125"}});
+  const TmInfoRecord& plus = open(SimFamily::S350Plus, kS350PlusReplies);
   EXPECT_EQ(plus.tm_name, "350+ Series");
   EXPECT_EQ(plus.model, "350+c");
   EXPECT_EQ(plus.raw_name, "A/D");
