@@ -81,7 +81,9 @@ TEST(TmInfoRules, PointsAndShuntStatesHaveTheirNames) {
   for (int i = 0; i < 6; ++i) {
     EXPECT_EQ(tm_info_point_index(points[i]), indices[i]);
     EXPECT_EQ(tm_info_point_text(indices[i]), names[i]);
-    if (i < 5) EXPECT_EQ(tm_info_point_letter(points[i]), letters[i]);
+    if (i < 5) {
+      EXPECT_EQ(tm_info_point_letter(points[i]), letters[i]);
+    }
   }
   EXPECT_EQ(tm_info_shunt_name(1400), "No Shunt");
   EXPECT_EQ(tm_info_shunt_name(1401), "Positive Shunt");
