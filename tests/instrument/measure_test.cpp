@@ -214,8 +214,9 @@ TEST_F(MeasureTest, EachFamilySetsItsFilterInItsOwnWords) {
     double f = tm_info_filter_set(row.base_hz / 50.099003, 0);
     EXPECT_EQ(port.requests(), row.requests) << sim_family_name(row.family);
     if (row.family == SimFamily::Rdx || row.family == SimFamily::Wqpm ||
-        row.family == SimFamily::Ksvm)
+        row.family == SimFamily::Ksvm) {
       EXPECT_DOUBLE_EQ(f, row.base_hz / 50.099003) << sim_family_name(row.family);
+    }
   }
 }
 
