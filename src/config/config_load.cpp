@@ -187,20 +187,15 @@ bool compare(int32_t tm_type, const Rules& r, const FileData& f, const Instrumen
 }
 
 // WQPM: data of an older firmware that the present firmware reads differently is held
-// back, and the operator is told which lines. `letters` empty means every line of the name.
+// back, and the operator is told which lines (those beginning with one of `names`).
 void hold_for_firmware(FileData& f, const Instrument& now, double file_below,
                        double instrument_from, const std::vector<std::string>& names,
-                       const std::string& letters, const std::string& what) {
+                       const std::string& what) {
   if (!(version_of(f.firmware) < file_below && version_of(now.firmware) >= instrument_from)) return;
   std::string list;
   for (auto& line : f.lines) {
     bool hit = false;
-    for (const auto& n : names) {
-      if (!starts(line, n)) continue;
-      bool letter_ok = letters.empty() || (line.size() > n.size() &&
-                                           letters.find(line[n.size()]) != std::string::npos);
-      hit = hit || letter_ok;
-    }
+    for (const auto& n : names) hit = hit || starts(line, n);
     if (!hit) continue;
     list += (list.empty() ? "" : ",") + line.substr(0, 3);
     line.clear();
@@ -292,10 +287,10 @@ int tm_info_config_load(const std::string& path, bool interactive,
     if (tm_type == kTmWqpm && starts(line, "HS")) line.clear();
   }
   if (tm_type == kTmWqpm) {
-    hold_for_firmware(f, now, 2.033, 2.033, {"FH", "TC"}, "FHJLNP",
+    hold_for_firmware(f, now, 2.033, 2.033, {"FH", "TCF", "TCH", "TCJ", "TCL", "TCN", "TCP"},
                       "Span Temperature Compensation");
-    hold_for_firmware(f, now, 2.017, 2.018, {"TC"}, "", "Temperature Compensation");
-    hold_for_firmware(f, now, 2.035, 2.035, {"TZA", "TCD", "TCB"}, "", " A/D");
+    hold_for_firmware(f, now, 2.017, 2.018, {"TC"}, "Temperature Compensation");
+    hold_for_firmware(f, now, 2.035, 2.035, {"TZA", "TCD", "TCB"}, " A/D");
   }
 
   int sent = 0;

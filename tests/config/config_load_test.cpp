@@ -236,3 +236,58 @@ TEST_F(RdxLoadTest, AModelMismatchOffersToSetModelAndSerialOnlyWithoutAValidMode
 
 }  // namespace
 }  // namespace ovn::test
+
+namespace ovn::test {
+namespace {
+
+class WqpmLoadTest : public ConfigLoadTest {
+ protected:
+  WqpmLoadTest() : ConfigLoadTest(SimFamily::Wqpm) {
+    sim.table = {{"VR", "2.040"}, {"MD", "WQ-1"}, {"SN", "5"},
+                 {"@@", "OK"},    {"FL5", "OK"},  {"TCA3F800000", "OK"}};
+  }
+  ConfigInstrument wqpm() {
+    ConfigInstrument w = kst();
+    w.tm_type = kTmWqpm;
+    return w;
+  }
+};
+
+TEST_F(WqpmLoadTest, DataOfAnOlderFirmwareIsHeldBackWithANote) {
+  auto path = file({"# Firmware:2.020", "MD==WQ-1", "SN==5", "FHA1", "TCF3F800000", "TCA3F800000",
+                    "TZA12", "TCB1", "HSA3", "FL5"},
+                   "w.917");
+  op.expect_gib("Span Temperature Compensation data in it (FHA,TCF)", "OK");
+  op.expect_gib(" A/D data in it (TZA,TCB)", "OK");
+  EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 2);
+  EXPECT_EQ(op.shown[0].text,
+            "This configuration file (from firmware version 2.020) has\r\nSpan Temperature "
+            "Compensation data in it (FHA,TCF)\r\nthat is not loaded, being\r\n   incompatible "
+            "with current firmware version (2.040).");
+  EXPECT_EQ(requests(),
+            (std::vector<std::string>{"VR", "MD", "SN", "TCA3F800000", "FL5", "@@", "VR"}));
+  EXPECT_EQ(rereads, 1) << "the session is read again after the commit";
+}
+
+TEST_F(WqpmLoadTest, AnotherTransducersFileIsRefusedUnlessTheOperatorIsSure) {
+  auto path = file({"# Firmware Version:2.040", "MD==WQ-2", "SN==9", "FL5"}, "w.917");
+  op.expect_gib("does not match tranducers model (WQ-1) or serial number (5)!", "Cancel Load");
+  op.expect_gib("NOT loading configuration!", "OK");
+  EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 0);
+  EXPECT_EQ(op.shown[0].buttons,
+            (std::vector<std::string>{"Cancel Load", "Load", "Load and Set SN && MD"}));
+
+  op.expect_gib("", "Load and Set SN && MD");
+  op.expect_gib("   to set the model to \"WQ-2\"", "No");
+  op.expect_gib("NOT loading configuration!", "OK");
+  EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 0);
+  EXPECT_EQ(requests(), (std::vector<std::string>{"VR", "MD", "SN", "VR", "MD", "SN"}));
+
+  port->clear_transcript();
+  op.expect_gib("", "Load");
+  EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 1);
+  EXPECT_EQ(requests(), (std::vector<std::string>{"VR", "MD", "SN", "FL5", "@@", "VR"}));
+}
+
+}  // namespace
+}  // namespace ovn::test
