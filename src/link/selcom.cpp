@@ -51,21 +51,16 @@ PortService& port_object() {
   return *f.ms_comm1;
 }
 
-std::string saved_id() {
-  return kw_setting_get(state().key, kSection, kIdKey, "");
-}
-
-// The ID list shows the family's stored ID as the present choice.
+// The ID list shows the family's stored ID as the present choice ("None" when none).
 void show_id_choice(bool has_id) {
   FrmSelcom& f = state().form;
   f.ls_id.visible = has_id;
   f.lb_id.visible = has_id;
   if (!has_id) return;
-  std::string id = saved_id();
+  std::string id = kw_setting_get(state().key, kSection, kIdKey, "");
   f.ls_id.list_index = 0;
-  for (size_t i = 2; i < f.ls_id.items.size(); ++i)
+  for (size_t i = 1; i < f.ls_id.items.size(); ++i)
     if (f.ls_id.items[i] == id) f.ls_id.list_index = static_cast<int>(i);
-  if (id == "*") f.ls_id.list_index = 1;
 }
 
 }  // namespace

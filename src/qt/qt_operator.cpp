@@ -11,6 +11,7 @@
 
 #include "build_info.h"
 #include "qt/qt_operator_dialogs.h"
+#include "qt/selcom_dialog.h"
 
 namespace ovn::qt {
 
@@ -183,6 +184,11 @@ std::optional<int32_t> QtOperator::show_color_dialog(int32_t color) {
     if (!d || code != QDialog::Accepted) return std::nullopt;
     return bgr_from_color(d->currentColor());
   });
+}
+
+SelcomChoice QtOperator::show_selcom(FrmSelcom& form) {
+  return run_modal(new SelcomDialog(form, owner()),
+                   [](SelcomDialog* d, int) { return d ? d->choice() : SelcomChoice::Closed; });
 }
 
 bool QtOperator::active_window_title(std::string& title) {

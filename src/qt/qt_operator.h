@@ -46,6 +46,7 @@ class QtOperator final : public Operator {
   bool active_window_title(std::string& title) override;
   void set_active_window_title(const std::string& title) override;
   void flash_active_window() override;
+  SelcomChoice show_selcom(FrmSelcom& form) override;
 
   // The open non-modal box, or nullptr.
   GibDialog* open_box() const { return open_box_; }

@@ -21,7 +21,7 @@ TEST_F(IdentifyTest, EveryFamilyAnswersItsOwnProbeAndOnlyKstAndKslwAnswerEachOth
   for (int32_t instrument = kTmWqpm; instrument <= kTmFga; ++instrument) {
     for (int32_t probe = kTmWqpm; probe <= kTmFga; ++probe) {
       build(static_cast<SimFamily>(instrument));
-      fresh_link();
+      rs232_reset_state();
       open_at(probe_baud(probe));
       std::string result = tm_identify(probe, "");
       bool alike =
@@ -123,7 +123,7 @@ TEST_F(IdentifyTest, WrongRepliesAreToldInTheFamilysOwnWords) {
   };
   for (const Case& c : cases) {
     build(c.family);
-    fresh_link();
+    rs232_reset_state();
     open_at(probe_baud(c.probe));
     sim.table[c.message] = c.reply;
     EXPECT_EQ(tm_identify(c.probe, ""), c.result) << c.reply;

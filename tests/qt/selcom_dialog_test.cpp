@@ -2,35 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTimer>
 
 #include "foundation/settings.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "sim/sim_port.h"
+#include "support/qt_application.h"
 #include "support/seams.h"
 
 namespace ovn::test {
 namespace {
-
-// Widgets need a QApplication; it is made before any test of this program runs, so that
-// tests wanting only a core application find it there.
-class WidgetsEnvironment : public ::testing::Environment {
- public:
-  void SetUp() override {
-    static int argc = 1;
-    static char name[] = "test_qt";
-    static char* argv[] = {name, nullptr};
-    if (QCoreApplication::instance() == nullptr) new QApplication(argc, argv);
-  }
-};
-[[maybe_unused]] ::testing::Environment* const kWidgets =
-    ::testing::AddGlobalTestEnvironment(new WidgetsEnvironment);
 
 class SelcomDialogTest : public SeamsTest {
  protected:
@@ -50,8 +34,7 @@ class SelcomDialogTest : public SeamsTest {
 };
 
 TEST_F(SelcomDialogTest, TheDialogShowsTheFormAndHandsClicksToIt) {
-  if (qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr)
-    GTEST_SKIP() << "no widget application in this run";
+  qt_application();
   selcom_load(port);
   FrmSelcom& form = frm_selcom();
   form.caption = "Choose COM port for KST";

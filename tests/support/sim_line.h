@@ -66,7 +66,7 @@ class PortRack final : public PortService {
 class SimLineTest : public SeamsTest {
  protected:
   SimLineTest() {
-    fresh_link();
+    rs232_reset_state();
     selcom_reset_state();
     debug_log_reset();
   }
@@ -74,13 +74,6 @@ class SimLineTest : public SeamsTest {
     selcom_reset_state();
     rs232_reset_state();
     set_command_line("");
-  }
-
-  // The link as at start-up, idling on the port between polls: the simulated port moves
-  // the virtual clock only while it is waited on, so a spinning poll would never time out.
-  void fresh_link() {
-    rs232_reset_state();
-    rs232_set_relaxed(true);
   }
 
   // An instrument of `family` at `address`; the S350 families listen at `baud`.
