@@ -41,7 +41,7 @@ bool is_dir(const std::string& path) {
   return !path.empty() && std::filesystem::is_directory(path, ec);
 }
 
-// Writes all of `text` to `file`, flushes it to the disk and closes it; false at the
+// Writes all of `text` to `file`, flushes it and closes it; false at the
 // first error (the file is closed in every case).
 bool write_all(std::FILE* file, const std::string& text) {
   bool ok = std::fwrite(text.data(), 1, text.size(), file) == text.size();
