@@ -34,7 +34,7 @@ std::optional<std::string> version_file(const std::string& dir) {
 std::string notice_for(const std::string& program_name, const std::string& dir,
                        const std::string& file) {
   int major = build::version_major, minor = build::version_minor;
-  debug_log("/version* ... Found " + file + " vs Current version " + std::to_string(major) + "." +
+  debug_log("\\version* ... Found " + file + " vs Current version " + std::to_string(major) + "." +
             std::to_string(minor));
   std::vector<std::string> parts = kw_split(file.substr(7), ".");
   int16_t found_major = 0, found_minor = 0;

@@ -46,7 +46,7 @@ TEST_F(VersionNoticeTest, ADifferentReleaseAsksWhetherToContinue) {
   EXPECT_EQ(directories(), site) << "the folder that answered is kept for next time";
   ASSERT_FALSE(seams.log.lines.empty());
   EXPECT_EQ(seams.log.lines.back().substr(8),
-            "/version* ... Found " + release_of(build::version_major + 1, 4) +
+            "\\version* ... Found " + release_of(build::version_major + 1, 4) +
                 " vs Current version " + std::to_string(build::version_major) + "." +
                 std::to_string(build::version_minor));
 }
