@@ -467,9 +467,9 @@ UserInputDialog::UserInputDialog(const UserInputForm& form, const std::vector<st
     grid->addWidget(field, r, 1);
     grid->addWidget(comment, r, 2);
     fields_.push_back(field);
-    enabled_.push_back(def.enabled);
   }
   grid->setColumnStretch(1, 1);
+  defs_ = form.fields;
 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(scroll_to_fit(list), 1);
@@ -489,19 +489,13 @@ UserInputDialog::UserInputDialog(const UserInputForm& form, const std::vector<st
   connect(accept_, &QPushButton::clicked, this, &QDialog::accept);
   connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
 
-  if (int first = neighbour(-1, +1); first >= 0) enter(first);
+  if (int first = user_input_move(defs_, -1, +1); first >= 0) enter(first);
 }
 
 std::vector<std::string> UserInputDialog::typed() const {
   std::vector<std::string> out;
   for (QLineEdit* field : fields_) out.push_back(latin1(field->text()));
   return out;
-}
-
-int UserInputDialog::neighbour(int from, int step) const {
-  for (int i = from + step; i >= 0 && i < static_cast<int>(fields_.size()); i += step)
-    if (enabled_[i]) return i;
-  return -1;
 }
 
 void UserInputDialog::enter(int index) {
@@ -521,7 +515,7 @@ bool UserInputDialog::eventFilter(QObject* watched, QEvent* event) {
     int key = static_cast<QKeyEvent*>(event)->key();
     bool forward = key == Qt::Key_Down || key == Qt::Key_Return || key == Qt::Key_Enter;
     if (forward || key == Qt::Key_Up) {
-      int next = neighbour(index, forward ? +1 : -1);
+      int next = user_input_move(defs_, index, forward ? +1 : -1);
       if (next >= 0)
         enter(next);
       else if (key != Qt::Key_Up && key != Qt::Key_Down)

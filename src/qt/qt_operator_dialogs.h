@@ -140,11 +140,9 @@ class UserInputDialog : public QDialog {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  // The next (step +1) or previous (-1) enabled field after field `from`; -1 for none.
-  int neighbour(int from, int step) const;
   void enter(int index);
   std::vector<QLineEdit*> fields_;
-  std::vector<bool> enabled_;
+  std::vector<UserInputField> defs_;  // the form's fields, for keyboard movement
   QPushButton* accept_ = nullptr;
 };
 
