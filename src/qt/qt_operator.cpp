@@ -17,8 +17,6 @@ namespace ovn::qt {
 
 namespace {
 
-// Runs a dialog in its own event loop and hands it to `read` afterwards. The dialog lives
-// on the heap so that the loss of its parent during the loop cannot delete it twice.
 // Whether a window that stays on top (an open non-modal box) is showing.
 bool window_on_top() {
   for (QWidget* window : QApplication::topLevelWidgets())
@@ -26,6 +24,8 @@ bool window_on_top() {
   return false;
 }
 
+// Runs a dialog in its own event loop and hands it to `read` afterwards. The dialog lives
+// on the heap so that the loss of its parent during the loop cannot delete it twice.
 template <typename Dialog, typename Read>
 auto run_modal(Dialog* dialog, Read read) {
   // A question must not open hidden under the box that announces the work in progress.

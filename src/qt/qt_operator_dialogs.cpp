@@ -238,8 +238,9 @@ void ButtonDialog::add_buttons(QVBoxLayout* layout, const GibButtonList& list, c
 GibDialog::GibDialog(const GibBox& box, int countdown_ms, QWidget* parent)
     : ButtonDialog(parent), title_(box.title), countdown_(gmb_countdown_start(box.ticks)) {
   setObjectName("gib");
-  // A timed box ends by itself; the operator cannot cut it short.
-  closable_without_buttons_ = box.ticks <= 0;
+  // A timed box ends by itself and a non-modal one is the caller's to close: the operator
+  // cannot cut either short. A modal box without buttons may be closed, or it would hang.
+  closable_without_buttons_ = box.ticks <= 0 && !box.non_modal();
   QFont font = operator_font(box.font, box.size);
 
   auto* text = new QLabel(message_text(box.text));

@@ -20,8 +20,8 @@
 #include <deque>
 #include <functional>
 
-#include "support/seams.h"
 #include "support/qt_application.h"
+#include "support/seams.h"
 
 namespace ovn::qt {
 namespace {
@@ -289,6 +289,22 @@ TEST_F(QtOperatorTest, ABusyBoxStaysOnTopSweepsAndGoesOnlyWhenTheCallerClosesIt)
   EXPECT_TRUE(run_until([&] { return second.isNull(); }));
   gib_close();  // nothing open: nothing happens
   EXPECT_EQ(op.open_box(), nullptr);
+}
+
+TEST_F(QtOperatorTest, TheOperatorCannotDismissABoxThatOnlyTheCallerCloses) {
+  for (double seconds : {0.0, -1.0}) {
+    gib("Saving the configuration", "", kGibNonModal, "", "Courier New", seconds);
+    QPointer<GibDialog> box = op.open_box();
+    ASSERT_TRUE(box);
+    box->activateWindow();
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(box, &escape);
+    box->close();
+    QApplication::processEvents();
+    EXPECT_TRUE(box && box->isVisible()) << "seconds " << seconds;
+    gib_close();
+    EXPECT_TRUE(run_until([&] { return box.isNull(); }));
+  }
 }
 
 // ---- gibcb -----------------------------------------------------------------------------
