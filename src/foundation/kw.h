@@ -158,7 +158,8 @@ std::string kw_unit_label(const std::string& unit, const std::string& prefix, do
 //       leading text (" -1.50kHz"), even when it rounds to zero (-0.04 by "0.0" is "-0.0").
 //  Other characters are literal. Rounding is half away from zero on the value written to
 //  15 significant digits, so 1.005 by "0.00" is "1.01". An empty picture gives the value
-//  to 15 significant digits. NaN gives "NaN", infinities "Inf" and "-Inf".
+//  to 15 significant digits, with "E" in an exponent ("1E-05"). NaN gives "NaN", infinities "Inf"
+//  and "-Inf".
 std::string kw_format(double value, const std::string& picture);
 // The engineering form used in reports: six significant digits and an exponent that is a
 // multiple of 3, the mantissa from 1 to below 1000: 12345.678 "12.3457E+3", 0.5

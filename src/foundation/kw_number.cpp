@@ -197,9 +197,10 @@ const double kDownScales[] = {1e-3, 1e-6, 1e-9, 1e-12, 1e-15, 1e-18, 1e-21, 1e-2
 std::string kw_format(double value, const std::string& picture) {
   std::string out;
   if (non_finite_text(value, out)) return out;
-  if (picture.empty()) {
+  if (picture.empty()) {  // the general number form: 15 digits, "1E-05" for small ones
     char buf[40];
     auto res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, 15);
+    std::replace(buf, res.ptr, 'e', 'E');
     return std::string(buf, res.ptr);
   }
   std::vector<Section> sections = parse_picture(picture);

@@ -1,7 +1,5 @@
 // The operator services that show numbers and times: display_data and the count-down of gib.
 
-#include <charconv>
-
 #include "foundation/operator.h"
 #include "foundation/operator_internal.h"
 
@@ -56,13 +54,7 @@ std::vector<DisplayDataButton> display_data_buttons(int32_t mask, const std::str
 }
 
 std::string display_data_value_text(double value, const std::string& data_format) {
-  if (!data_format.empty()) return kw_format(value, data_format);
-  char buffer[40];
-  auto end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 15);
-  std::string text(buffer, end.ptr);
-  for (char& ch : text)
-    if (ch == 'e') ch = 'E';
-  return text;
+  return kw_format(value, data_format);  // an empty format gives the plain number
 }
 
 void set_display_data_reader(std::function<double()> reader) {

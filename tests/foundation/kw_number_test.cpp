@@ -130,7 +130,10 @@ TEST(KwFormat, PicturesPlaceDigitsKeepLiteralsAndRoundHalfAwayFromZero) {
       {1e-20, "0.00", "0.00"},
       {2.5, "0", "3"},
       {-2.5, "0", "-3"},
-      {123.456, "", "123.456"},
+      {123.456, "", "123.456"},  // no picture: the general number form
+      {0.1 + 0.2, "", "0.3"},
+      {1e-5, "", "1E-05"},
+      {-2.5e20, "", "-2.5E+20"},
   };
   for (const Case& c : table)
     EXPECT_EQ(kw_format(c.value, c.picture), c.expected) << c.value << " by " << c.picture;
