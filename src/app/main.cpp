@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QMessageBox>
 #include <QStandardPaths>
 #include <cstdio>
 #include <cstring>
@@ -10,7 +9,9 @@
 
 #include "build_info.h"
 #include "foundation/platform.h"
+#include "qt/frm_data_dir_dialog.h"
 #include "qt/main_window.h"
+#include "qt/qt_operator.h"
 #include "qt/qt_settings_store.h"
 
 namespace {
@@ -58,13 +59,16 @@ int main(int argc, char** argv) {
   ovn::set_log_sink(&log);
 
   ovn::set_event_pump([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
-  ovn::set_fatal_reporter([](const std::string& text) {
-    QMessageBox::critical(nullptr, ovn::build::program_name, QString::fromLatin1(text.c_str()));
-  });
+  ovn::qt::QtOperator op;
+  ovn::set_operator(&op);
+  ovn::set_fatal_reporter(ovn::qt::report_fatal);
 
   ovn::qt::MainWindow window;
+  ovn::qt::install_frm_data_dir_runner(&window);
   window.show();
   int rc = app.exec();
+  ovn::set_fatal_reporter(nullptr);
+  ovn::set_operator(nullptr);
   ovn::set_settings_store(nullptr);
   ovn::set_log_sink(nullptr);
   return rc;

@@ -1,0 +1,327 @@
+#include "monitor/data_dir.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "build_info.h"
+#include "foundation/debug_log.h"
+#include "foundation/files.h"
+#include "foundation/kw.h"
+#include "foundation/operator.h"
+#include "foundation/platform.h"
+#include "foundation/settings.h"
+#include "monitor/frm_data_dir.h"
+
+namespace ovn {
+
+namespace {
+
+const char* const kTitle = "Save Data";
+const char* const kLineEnd = "\r\n";
+
+struct DataDir {
+  std::string key;        // settings application; empty until dtdr_init
+  std::string dir;        // folder of the open file
+  int file_number = 0;    // the 0000 counter, kept through the session
+  std::string file_name;  // "" when no file is open
+  bool saving = false;
+  double start_ms = 0;
+  double next_ms = 0;
+  double period_ms = 0;
+  bool event_mode = false;
+  bool take_slice = false;  // event mode: one row asked for
+  int32_t rows = 0;
+};
+
+DataDir& dd() {
+  static DataDir s;
+  return s;
+}
+
+bool lf_key_ready() {
+  if (!dd().key.empty()) return true;
+  msg_box("Please call data_dir.dtdr_init(REGKEY)", MsgButtons::Ok, kTitle);
+  return false;
+}
+
+std::string lf_default_dir() {
+  return kw_documents_dir() + "/OVN-" + dd().key + "-Data";
+}
+
+// The folder's default probes the file system, so it is made only when nothing is stored.
+std::string lf_dir_setting() {
+  const std::string& app = dd().key;
+  std::string dir = kw_setting_get(app, kDtdrSection, kDtdrKeyDir, "");
+  if (dir.empty()) dir = kw_setting_seed(app, kDtdrSection, kDtdrKeyDir, lf_default_dir());
+  return dir;
+}
+
+std::string lf_seed(const char* key, const std::string& default_value) {
+  return kw_setting_seed(dd().key, kDtdrSection, key, default_value);
+}
+
+void lf_put(const char* key, const std::string& value) {
+  kw_setting_put(dd().key, kDtdrSection, key, value);
+}
+
+bool lf_bool(const std::string& text) {
+  std::string t = kw_justify(text, 0, " ");
+  for (char& c : t) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return t == "true" || t == "-1" || t == "1";
+}
+
+const char* lf_bool_text(bool value) {
+  return value ? "True" : "False";
+}
+
+std::string lf_cut_separator(std::string dir) {
+  while (dir.size() > 1 && (dir.back() == '/' || dir.back() == '\\')) dir.pop_back();
+  return dir;
+}
+
+std::string lf_error_text(int err) {
+  return "Error " + std::to_string(err) + ":" + std::strerror(err);
+}
+
+// Appends `text` to the file and waits until it is on the disk. With `create` the file
+// must not exist yet, and is removed again when the text cannot be written whole; without,
+// the file must exist (a file deleted under us is not silently begun anew) and a failed
+// write is cut back, so the file always ends with a whole line. Returns 0 or the errno.
+int lf_append(const std::string& path, const std::string& text, bool create) {
+  int flags = O_WRONLY | O_APPEND | O_CLOEXEC | (create ? O_CREAT | O_EXCL : 0);
+  int fd = ::open(path.c_str(), flags, 0666);
+  if (fd < 0) return errno;
+  off_t before = ::lseek(fd, 0, SEEK_END);
+  int err = 0;
+  size_t done = 0;
+  while (done < text.size()) {
+    ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      err = n < 0 ? errno : ENOSPC;
+      break;
+    }
+    done += static_cast<size_t>(n);
+  }
+  if (err == 0 && ::fdatasync(fd) != 0) err = errno;
+  if (err != 0 && !create && before >= 0) (void)::ftruncate(fd, before);
+  if (::close(fd) != 0 && err == 0) err = errno;
+  if (err != 0 && create) ::unlink(path.c_str());
+  return err;
+}
+
+void lf_close() {
+  DataDir& s = dd();
+  s.saving = false;
+  s.file_name.clear();
+}
+
+std::string lf_header(const std::string& heading, const std::string& identity) {
+  std::string header =
+      std::string("# Data saved via ") + build::program_name + " " + build::version + kLineEnd;
+  header += "# Start Time:" + kw_timestamp(kw_now(), "T") + kLineEnd;
+  if (!heading.empty()) header += "# " + heading + kLineEnd;
+  if (!identity.empty()) header += "# " + identity + kLineEnd;
+  return header;
+}
+
+// Creates the next free file holding the header. False when the operator gave up.
+bool lf_open(const std::string& header) {
+  DataDir& s = dd();
+  for (;;) {
+    std::string name = dtdr_next_name(false);
+    int err = lf_append(name, header, true);
+    if (err == 0) {
+      s.file_name = name;
+      return true;
+    }
+    if (err == EEXIST) {  // made by someone else since we looked: take the next number
+      ++s.file_number;
+      continue;
+    }
+    debug_log("Save Data: cannot create " + name + ": " + lf_error_text(err));
+    std::string text = lf_error_text(err) + kLineEnd + "Unable to open file \"" + name + "\"" +
+                       kLineEnd + "   for Output" + kLineEnd + kLineEnd + "Retry opening?";
+    if (msg_box(text, MsgButtons::YesNo, kTitle) != MsgAnswer::Yes) return false;
+  }
+}
+
+}  // namespace
+
+void dtdr_forget() {
+  dd() = DataDir{};
+}
+
+void dtdr_init(const std::string& key) {
+  DataDir& s = dd();
+  if (key != s.key) s.file_number = 0;
+  s.key = key;
+  lf_close();
+  if (!lf_key_ready()) return;
+  // The default folder is made on first use; a folder the operator chose is only checked.
+  bool first_use = kw_setting_get(key, kDtdrSection, kDtdrKeyDir, "").empty();
+  std::string dir = dtdr_get_dir();
+  if (first_use) {
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
+  }
+  while (!kw_dir_writable(dir)) {
+    gib("Data Save Directory" + std::string(kLineEnd) + "   " + dir + kLineEnd +
+            "is not writeable driectory" + kLineEnd + "Select a writeable directory.",
+        "OK", kGibWarning | kGibVerbatim, kTitle);
+    if (!frm_data_dir_has_runner()) return;
+    frm_data_dir_show();
+    dir = dtdr_get_dir();
+  }
+}
+
+bool dtdr_get_settings(DtdrSettings& settings) {
+  if (!lf_key_ready()) return false;
+  settings.dir = lf_cut_separator(lf_dir_setting());
+  settings.basename = lf_seed(kDtdrKeyBasename, dd().key);
+  std::string rate = lf_seed(kDtdrKeyRate, "1");
+  int stop = 0;
+  double value = kw_is_numeric(rate) ? kw_parse_double(rate, stop) : -1;
+  settings.rate = value >= 0 && std::isfinite(value) ? value : 1;
+  auto flag = [](const char* key) { return lf_bool(lf_seed(key, "False")); };
+  settings.event_save = flag(kDtdrKeyEvent);
+  settings.logic_io = flag(kDtdrKeyLogic);
+  settings.specify = flag(kDtdrKeySpecify);
+  return true;
+}
+
+namespace {
+DtdrSettings lf_settings() {
+  DtdrSettings settings;
+  dtdr_get_settings(settings);
+  return settings;
+}
+}  // namespace
+
+bool dtdr_get_event_save() {
+  return lf_settings().event_save;
+}
+bool dtdr_get_logic_io() {
+  return lf_settings().logic_io;
+}
+bool dtdr_get_specify() {
+  return lf_settings().specify;
+}
+double dtdr_get_rate() {
+  return lf_settings().rate;
+}
+std::string dtdr_get_basename() {
+  return lf_settings().basename;
+}
+std::string dtdr_get_dir() {
+  return lf_settings().dir;
+}
+
+void dtdr_put_settings(const DtdrSettings& settings) {
+  if (!lf_key_ready()) return;
+  lf_put(kDtdrKeyDir, lf_cut_separator(settings.dir));
+  lf_put(kDtdrKeyBasename, settings.basename);
+  lf_put(kDtdrKeyRate, kw_format(settings.rate, ""));
+  lf_put(kDtdrKeyEvent, lf_bool_text(settings.event_save));
+  lf_put(kDtdrKeyLogic, lf_bool_text(settings.logic_io));
+  lf_put(kDtdrKeySpecify, lf_bool_text(settings.specify));
+}
+
+std::string dtdr_next_name(bool reset) {
+  DtdrSettings settings;
+  if (!dtdr_get_settings(settings)) return "";
+  DataDir& s = dd();
+  if (reset) s.file_number = 0;
+  std::string base = settings.dir + "/" + settings.basename + ".";
+  for (;;) {
+    std::string name = base + kw_format(s.file_number, "0000") + ".csv";
+    std::error_code ec;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(name, ec))) return name;
+    ++s.file_number;
+  }
+}
+
+bool dtdr_start_stop(const std::string& heading, const std::string& identity) {
+  if (!lf_key_ready()) return false;
+  DataDir& s = dd();
+  s.take_slice = true;
+  if (s.saving) {
+    if (s.event_mode && dtdr_get_event_save()) return true;
+    lf_close();
+    return false;
+  }
+  DtdrSettings settings = lf_settings();
+  if (!lf_open(lf_header(heading, identity))) return false;
+  s.dir = settings.dir;
+  s.start_ms = now_ms();
+  s.event_mode = settings.event_save;
+  s.period_ms = settings.rate / 0.001;
+  s.next_ms = s.start_ms;
+  s.saving = true;
+  s.rows = 0;
+  return true;
+}
+
+bool dtdr_save_row(const std::string& row, double now) {
+  DataDir& s = dd();
+  if (!s.saving) return false;
+  if (now == 0) now = now_ms();
+  if (s.event_mode ? !s.take_slice : s.next_ms > now) return false;
+  std::string line = kw_format((now - s.start_ms) * 0.001, "0.000") + "," + row + kLineEnd;
+  if (int err = lf_append(s.file_name, line, false); err != 0) {
+    std::string name = s.file_name;
+    lf_close();
+    debug_log("Save Data: cannot write " + name + ": " + lf_error_text(err));
+    msg_box(lf_error_text(err) + kLineEnd + "Unable to print to file \"" + name + "\"" + kLineEnd +
+                "Data saving has stopped; the " + std::to_string(s.rows) +
+                " rows saved before are kept.",
+            MsgButtons::Ok, kTitle);
+    return false;
+  }
+  s.next_ms += s.period_ms;
+  ++s.rows;
+  s.take_slice = false;
+  return true;
+}
+
+bool dtdr_saving() {
+  return dd().saving;
+}
+int32_t dtdr_rows() {
+  return dd().rows;
+}
+const std::string& dtdr_file_name() {
+  return dd().file_name;
+}
+
+std::string dtdr_button_caption() {
+  return dd().saving ? "Saved: " + std::to_string(dd().rows) : "Save Data";
+}
+
+std::string dtdr_button_tooltip() {
+  const DataDir& s = dd();
+  if (s.saving) return "Saving to " + s.file_name + "  Saved: " + std::to_string(s.rows);
+  return "Save Data to " + dtdr_next_name(false);
+}
+
+std::string dtdr_heading(int channels, const std::string& un1, const std::string& un2,
+                         const std::string& un3, const std::string& temperature_unit) {
+  std::string heading = " Time(s),Torque(" + un1 + ")";
+  if (channels == 3) heading += ",Speed(" + un2 + "),Power(" + un3 + ")";
+  return heading + ",Temperature(" + temperature_unit + ")";
+}
+
+std::string dtdr_identity(const std::string& uia, const std::string& uib, const std::string& uid,
+                          const std::string& uic, const std::string& port) {
+  return "Model:" + uia + "   Serial:" + uib + "   Shaft:" + uid + "   Customer:" + uic + "   " +
+         port;
+}
+
+}  // namespace ovn

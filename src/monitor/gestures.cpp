@@ -1,0 +1,96 @@
+#include "monitor/gestures.h"
+
+#include "foundation/kw.h"
+
+namespace ovn {
+
+namespace {
+
+constexpr double kMinGestureSpan = 0.0001;
+constexpr int32_t kYellow = 0x00FFFF;  // colour words: red in the low byte
+constexpr int32_t kRed = 0x0000FF;
+constexpr int32_t kPeriodNormal = 200;
+constexpr int32_t kPeriodFrozen = 100000000;
+
+bool number(const std::string& text, double& value) {
+  if (!kw_is_numeric(text)) return false;
+  int stop = 0;
+  value = kw_parse_double(text, stop);
+  return true;
+}
+
+std::string sig4(double value) {
+  return kw_format(value, kw_sig_picture(value, 4, false));
+}
+
+LimitTexts texts(double upper, double lower) {
+  return {kw_format(upper, ""), kw_format(lower, "")};
+}
+
+}  // namespace
+
+int32_t gesture_code(int index, int button, int shift) {
+  return (index + 1) * 32 + button * 8 + shift;
+}
+
+Gesture graph_gesture_decode(int32_t code) {
+  return {(code / 32) % 4 - 1, code / 128, (code / 8) % 4, code % 8};
+}
+
+std::optional<LimitTexts> limits_gesture(const std::string& upper_text,
+                                         const std::string& lower_text, int shift, int button,
+                                         double max, double min) {
+  if (shift == 4 || shift == 5) {
+    double upper = max, lower = min;
+    if (upper - lower < kMinGestureSpan) {
+      upper += kMinGestureSpan;
+      lower -= kMinGestureSpan;
+    }
+    if (shift == 5) {
+      const double span = upper - lower;
+      upper += 5 * span;
+      lower -= 5 * span;
+    }
+    return texts(upper, lower);
+  }
+  double upper = 0, lower = 0;
+  if (!number(upper_text, upper) || !number(lower_text, lower)) return std::nullopt;
+  const double span = upper - lower;
+  const double mid = (upper + lower) / 2;
+  if (shift == 3) return texts(span / 2, -span / 2);
+  if (shift == 1 && button == 1) return texts(mid + span / 4, mid - span / 4);
+  if (shift == 1 && button == 2) return texts(mid + span, mid - span);
+  return std::nullopt;
+}
+
+std::string cursor_readout(double y, const std::array<std::string, 6>& limits, int channel_count) {
+  static const char* const kNames[3] = {"  TORQUE=", "  SPEED=", "  POWER="};
+  std::string text;
+  for (int i = 0; i < channel_count && i < 3; ++i) {
+    double upper = 0, lower = 0;
+    if (!number(limits[i], upper) || !number(limits[i + 3], lower)) continue;
+    text += kNames[i] + sig4(lower + y * (upper - lower));
+  }
+  return text.empty() ? "??" + sig4(y) : text;
+}
+
+int32_t text_period_toggle(int32_t period_ms, bool technician) {
+  if (!technician) return period_ms == kPeriodNormal ? kPeriodFrozen : kPeriodNormal;
+  switch (period_ms) {
+    case kPeriodNormal:
+      return 1000;
+    case 1000:
+      return kPeriodFrozen;
+    case kPeriodFrozen:
+      return 0;
+    default:
+      return kPeriodNormal;
+  }
+}
+
+int32_t text_period_color(int32_t period_ms, int32_t window_color) {
+  if (period_ms == kPeriodNormal) return window_color;
+  return period_ms <= 999999 ? kYellow : kRed;
+}
+
+}  // namespace ovn

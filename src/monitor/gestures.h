@@ -1,0 +1,58 @@
+#pragma once
+// The pure side of the chart's gestures: how a click on a label or on the chart becomes
+// a command number, how the loop decodes it, and what a gesture on a channel's limits,
+// a click in the chart and the rate label's toggle compute. The main window reads the
+// controls, calls these, and puts the results back.
+//
+// Mouse buttons: 1 left, 2 right. Shift state: 1 Shift, 2 Ctrl, 4 Alt, added.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace ovn {
+
+inline constexpr int32_t kGestureCommandBase = 30000;
+// Gesture codes from this one up come from the chart itself (`pic_graph`).
+inline constexpr int32_t kChartGestureCode = 128;
+
+// (index + 1) * 32 + button * 8 + shift, where index is the control index modulo 3 for
+// the channel labels and limit boxes; index 3 gives the chart's codes (128 upward).
+// The command is kGestureCommandBase plus the code.
+int32_t gesture_code(int index, int button, int shift);
+
+struct Gesture {
+  int channel;  // 0..2 for channels 1..3; -1 for the chart
+  int picture;  // 1 for the chart, else 0
+  int button;
+  int shift;
+};
+// `graph_gesture`'s decoding of a code (the command minus kGestureCommandBase).
+Gesture graph_gesture_decode(int32_t code);
+
+struct LimitTexts {
+  std::string upper;
+  std::string lower;
+};
+// A gesture on a channel's limits (shift states 1, 3, 4, 5; 2 is the colour and gives
+// nothing here). `upper`/`lower` are the texts of the channel's limit boxes; `max`/`min`
+// the channel's max and min in the mode's units, used by shift states 4 and 5 only.
+// Nothing when the gesture does not change limits or the boxes do not hold numbers.
+std::optional<LimitTexts> limits_gesture(const std::string& upper, const std::string& lower,
+                                         int shift, int button, double max, double min);
+
+// The text of `lb_xy` for a click at height y (0 bottom .. 1 top): "  TORQUE=", "  SPEED=",
+// "  POWER=" with the value under the limits of each of the first `channel_count`
+// channels whose limit boxes hold numbers, 4 significant digits each; "??" and the height
+// when none can be computed. `limits` are the six limit boxes.
+std::string cursor_readout(double y, const std::array<std::string, 6>& limits, int channel_count);
+
+// The next readout period of the rate label's Ctrl+Alt+Shift toggle: 200 <-> 100000000,
+// in technician mode 200, 1000, 100000000, 0 and round. Any other period goes to 200.
+int32_t text_period_toggle(int32_t period_ms, bool technician);
+// The rate label's colour for a period: `window_color` at 200, yellow up to 999999,
+// red above.
+int32_t text_period_color(int32_t period_ms, int32_t window_color);
+
+}  // namespace ovn
