@@ -86,6 +86,7 @@ std::string SimPort::input() {
     out += pending_.front().bytes;
     pending_.pop_front();
   }
+  if (out.empty() && mode_ == SimTime::Virtual) clock().sleep(poll_cost_ms_);
   return out;
 }
 

@@ -9,7 +9,9 @@
 // Two time modes:
 //  - Virtual: time is the clock seam (foundation/platform.h). wait_readable never sleeps
 //    really; it advances the installed clock (clock().sleep) to the moment the reply is
-//    readable, or by the whole bound when nothing comes in time. Tests use this.
+//    readable, or by the whole bound when nothing comes in time. A poll of input() that
+//    finds nothing costs a little virtual time too (poll cost), so that a wait that spins
+//    on the port instead of idling still reaches its deadline. Tests use this.
 //  - Real: time is the machine's steady clock and waits really sleep (`ovn-kst --simulate`).
 //
 // Faults can be injected; every request and reply is kept in a transcript.
@@ -57,6 +59,8 @@ class SimPort final : public PortService {
 
   // The instrument's time to answer after the request's last byte, ms.
   void set_turnaround_ms(double ms) { turnaround_ms_ = ms; }
+  // Virtual time an empty poll of input() costs, ms (default 0.05).
+  void set_poll_cost_ms(double ms) { poll_cost_ms_ = ms; }
   long baud() const { return baud_; }
   bool dtr() const { return dtr_; }
   bool rts() const { return rts_; }
@@ -111,6 +115,7 @@ class SimPort final : public PortService {
   bool unplugged_ = false;
   bool dtr_ = false, rts_ = false;
   double turnaround_ms_ = 1.0;
+  double poll_cost_ms_ = 0.05;
   double rx_free_ms_ = 0;  // when the line towards the instrument is free again
   double tx_free_ms_ = 0;  // when the line back is free again
   std::string partial_;    // request bytes before their LF

@@ -477,4 +477,8 @@ Operator* current_operator() {
   return state().op;
 }
 
+SelcomChoice Operator::show_selcom(FrmSelcom&) {
+  fatal_error("show_selcom: this operator has no port selection form");
+}
+
 }  // namespace ovn

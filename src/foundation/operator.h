@@ -306,6 +306,12 @@ bool active_window_title(std::string& title);  // false when no window is active
 void set_active_window_title(const std::string& title);
 void flash_active_window();
 
+// ---- Forms run modally -------------------------------------------------------------------
+
+// The port selection form (link/selcom.h) and how the operator left it.
+struct FrmSelcom;
+enum class SelcomChoice { Retry, Abort, Closed };
+
 // ---- The seam --------------------------------------------------------------------------
 
 // What a toolkit implements. It is handed prepared requests and reports the operator's
@@ -336,6 +342,10 @@ class Operator {
   virtual bool active_window_title(std::string& title) = 0;
   virtual void set_active_window_title(const std::string& title) = 0;
   virtual void flash_active_window() = 0;
+  // Runs the port selection form modally. The operator's clicks go to the form's own
+  // procedures (a port row: selcom_ls_comport_click; an ID row: ls_id.list_index); the
+  // result is the button that closed it. The default has no window to show: fatal_error.
+  virtual SelcomChoice show_selcom(FrmSelcom& form);
 };
 
 // Installs the operator (not owned); nullptr uninstalls. Also forgets the module records

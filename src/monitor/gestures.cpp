@@ -33,6 +33,24 @@ int32_t gesture_code(int index, int button, int shift) {
   return (index + 1) * 32 + button * 8 + shift;
 }
 
+int32_t gesture_command(GestureSource source, int index, int button, int shift, bool technician) {
+  switch (source) {
+    case GestureSource::Data:
+      if (shift == 0 && !technician) return 0;
+      if (button == 2 && shift == 7) return 60;
+      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+    case GestureSource::Limits:
+      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+    case GestureSource::Chart:
+      return kGestureCommandBase + gesture_code(3, button, shift);
+    case GestureSource::MaxMin:
+      return shift != 0 ? 0 : button == 1 ? 37 : button == 2 ? 38 : 0;
+    case GestureSource::Units:
+      return 50;
+  }
+  return 0;
+}
+
 Gesture graph_gesture_decode(int32_t code) {
   return {(code / 32) % 4 - 1, code / 128, (code / 8) % 4, code % 8};
 }

@@ -22,6 +22,15 @@ inline constexpr int32_t kChartGestureCode = 128;
 // The command is kGestureCommandBase plus the code.
 int32_t gesture_code(int index, int button, int shift);
 
+// The controls whose presses become commands.
+enum class GestureSource { Data, Limits, Chart, MaxMin, Units };
+// The command a press gives, 0 when it is ignored. `index` is the control's index (the
+// channel labels and limit boxes count modulo 3). A plain click on a channel label does
+// nothing outside technician mode, and its right button with Shift+Ctrl+Alt is the
+// technician password (60). The max/min labels take plain clicks only: left 37, right 38.
+// The unit labels give 50.
+int32_t gesture_command(GestureSource source, int index, int button, int shift, bool technician);
+
 struct Gesture {
   int channel;  // 0..2 for channels 1..3; -1 for the chart
   int picture;  // 1 for the chart, else 0

@@ -1,12 +1,15 @@
 #include "monitor/strip_chart.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <cstdint>
 
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
 
 namespace ovn {
 
@@ -25,23 +28,31 @@ constexpr int32_t kDefaultBackground = 0x000000;
 constexpr int32_t kGridFaint = 0x202020;
 constexpr int32_t kGridDark = 0x606060;
 constexpr int32_t kContrast = 0xFFFFFF;
+// A dot is a stroke about a pixel long: strokes a stripe long merge into a band at any
+// real sample rate.
+constexpr double kDotLength = 0.001;  // of the horizontal range
 constexpr double kDotHeight = 0.005;
 constexpr double kTickHeight = 0.01;   // of the vertical range
 constexpr double kTickLength = 0.002;  // of the horizontal range
 constexpr double kMinSpan = 0.000001;
 constexpr double kDefaultMsPerScreen = 10000;
 
+// The whole text as a number, or false.
+bool numeric(const std::string& text, double& value) {
+  if (!kw_is_numeric(text)) return false;
+  int stop = 0;
+  value = kw_parse_double(text, stop);
+  return true;
+}
+
 // ---- settings of section "Graphing" ----
 
 std::string lf_setting_seed(const std::string& key, const std::string& default_value) {
-  SettingsStore& store = settings_store();
-  if (auto stored = store.get(kGraphApp, kGraphSection, key)) return *stored;
-  store.put(kGraphApp, kGraphSection, key, default_value);
-  return default_value;
+  return kw_setting_seed(kGraphApp, kGraphSection, key, default_value);
 }
 
 void lf_setting_put(const std::string& key, const std::string& value) {
-  settings_store().put(kGraphApp, kGraphSection, key, value);
+  kw_setting_put(kGraphApp, kGraphSection, key, value);
 }
 
 std::string number_text(double value) {
@@ -50,10 +61,8 @@ std::string number_text(double value) {
 
 // The setting as a number; text that is not a number leaves the default standing.
 double setting_number(const std::string& key, double default_value) {
-  std::string text = lf_setting_seed(key, number_text(default_value));
-  if (!kw_is_numeric(text)) return default_value;
-  int stop = 0;
-  return kw_parse_double(text, stop);
+  double value = default_value;
+  return numeric(lf_setting_seed(key, number_text(default_value)), value) ? value : default_value;
 }
 
 int32_t setting_color(const std::string& key, int32_t default_value) {
@@ -70,9 +79,8 @@ bool setting_bool(const std::string& key, bool default_value) {
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   if (lower == "true") return true;
   if (lower == "false") return false;
-  if (!kw_is_numeric(text)) return default_value;
-  int stop = 0;
-  return kw_parse_double(text, stop) != 0;
+  double value = 0;
+  return numeric(text, value) ? value != 0 : default_value;
 }
 
 std::string channel_key(const char* what, int ch) {
@@ -80,13 +88,6 @@ std::string channel_key(const char* what, int ch) {
 }
 std::string limit_key(int index) {
   return channel_key("Limits CHN", index % 3 + 1) + (index < 3 ? " UPPER" : " LOWER");
-}
-
-bool numeric(const std::string& text, double& value) {
-  if (!kw_is_numeric(text)) return false;
-  int stop = 0;
-  value = kw_parse_double(text, stop);
-  return true;
 }
 
 // ---- drawing ----
@@ -210,8 +211,8 @@ void graph_pen(StripChart& g, int ch, double value) {
   y = std::isnan(y) ? kNoPoint : std::clamp(y, -32768.0, 32767.0);
   if (!g.paused && g.canvas != nullptr) {
     if (g.cb_dots) {
-      g.canvas->fill_rect(g.elapsed_ms, y, g.elapsed_ms + g.erase_width_ms, y + kDotHeight,
-                          p.color);
+      const double x2 = g.elapsed_ms + kDotLength * g.ms_per_screen;
+      g.canvas->fill_rect(g.elapsed_ms, y, x2, y + kDotHeight, p.color);
     } else if (p.last_y != kNoPoint && g.prev_elapsed_ms <= g.elapsed_ms) {
       g.canvas->line(g.prev_elapsed_ms, p.last_y, g.elapsed_ms, y, p.color);
     }

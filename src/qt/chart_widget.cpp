@@ -1,6 +1,7 @@
 #include "qt/chart_widget.h"
 
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
@@ -67,7 +68,7 @@ void ChartWidget::set_scale(double left, double right, double bottom, double top
 void ChartWidget::clear(int32_t color) {
   clear_color_ = color;
   image_.fill(to_qcolor(color));
-  changed();
+  changed(image_.rect());
 }
 
 void ChartWidget::line(double x1, double y1, double x2, double y2, int32_t color) {
@@ -84,7 +85,8 @@ void ChartWidget::line(double x1, double y1, double x2, double y2, int32_t color
     p.drawPoint(a);
   else
     p.drawLine(a, b);
-  changed();
+  const int margin = static_cast<int>(pen.widthF()) + 1;
+  changed(QRectF(a, b).normalized().toAlignedRect().adjusted(-margin, -margin, margin, margin));
 }
 
 void ChartWidget::fill_rect(double x1, double y1, double x2, double y2, int32_t color) {
@@ -98,28 +100,38 @@ void ChartWidget::fill_rect(double x1, double y1, double x2, double y2, int32_t 
   const int t = px(std::min(a.y(), b.y()), image_.height());
   const int bt = px(std::max(a.y(), b.y()), image_.height());
   QPainter p(&image_);
-  p.fillRect(QRect(QPoint(l, t), QPoint(r, bt)), to_qcolor(color));
-  changed();
+  const QRect area(QPoint(l, t), QPoint(r, bt));
+  p.fillRect(area, to_qcolor(color));
+  changed(area);
 }
 
-void ChartWidget::changed() {
-  dirty_ = true;
+void ChartWidget::changed(const QRect& pixels) {
+  dirty_ |= pixels & image_.rect();
   if (!frame_timer_.isActive()) frame_timer_.start();
 }
 
 void ChartWidget::present() {
-  if (!dirty_) return;
-  dirty_ = false;
-  update();
+  if (dirty_.isEmpty()) return;
+  // Only the changed part goes to the screen: a round changes a narrow band.
+  const qreal dpr = devicePixelRatioF();
+  const QRectF logical(dirty_.x() / dpr, dirty_.y() / dpr, dirty_.width() / dpr,
+                       dirty_.height() / dpr);
+  dirty_ = QRect();
+  update(logical.toAlignedRect().adjusted(-1, -1, 1, 1));
 }
 
-void ChartWidget::paintEvent(QPaintEvent*) {
+void ChartWidget::paintEvent(QPaintEvent* event) {
   QPainter p(this);
-  p.drawImage(rect(), image_);
+  const qreal sx = image_.width() / static_cast<qreal>(std::max(width(), 1));
+  const qreal sy = image_.height() / static_cast<qreal>(std::max(height(), 1));
+  const QRectF target = event->rect();
+  p.drawImage(target, image_,
+              QRectF(target.x() * sx, target.y() * sy, target.width() * sx, target.height() * sy));
   // The stripes wipe the picture's edges with the old trace; the border stays.
   p.setPen(to_qcolor(clear_color_ ^ 0x808080));
   p.drawRect(rect().adjusted(0, 0, -1, -1));
   ++frames_shown_;
+  last_frame_area_ = event->rect();
 }
 
 void ChartWidget::rebuild_image() {
@@ -132,13 +144,27 @@ void ChartWidget::rebuild_image() {
     p.drawImage(fresh.rect(), image_);
   }
   image_ = std::move(fresh);
-  changed();
+  changed(image_.rect());
+}
+
+void ChartWidget::image_resized() {
+  rebuild_image();
+  if (resized_handler_) resized_handler_();
 }
 
 void ChartWidget::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
-  rebuild_image();
-  if (resized_handler_) resized_handler_();
+  image_resized();
+}
+
+bool ChartWidget::event(QEvent* event) {
+  const bool handled = QWidget::event(event);
+  // Moved to a screen of another pixel ratio: the image must match the new pixels.
+  if (event->type() == QEvent::ScreenChangeInternal &&
+      image_.size() != (QSizeF(size()) * devicePixelRatioF()).toSize()) {
+    image_resized();
+  }
+  return handled;
 }
 
 void ChartWidget::mousePressEvent(QMouseEvent* event) {

@@ -31,8 +31,10 @@ class ChartWidget : public QWidget, public Canvas {
   // the point in chart coordinates. Other buttons are not passed on.
   using PressHandler = std::function<void(int button, int shift, double x, double y)>;
   void on_press(PressHandler handler) { press_handler_ = std::move(handler); }
-  // Called after a resize has rebuilt the image; the owner starts a new screen. Until it
-  // does (a paused chart does not) the image holds the old picture stretched to fit.
+  // Called after a resize or a move to a screen of another pixel ratio has rebuilt the
+  // image. The owner starts a new screen (the main window only notes it; its loop clears
+  // the chart). Until then, and for a paused chart, the image holds the old picture
+  // stretched to fit.
   void on_resized(std::function<void()> handler) { resized_handler_ = std::move(handler); }
 
   const QImage& image() const { return image_; }
@@ -41,21 +43,27 @@ class ChartWidget : public QWidget, public Canvas {
   void present();
   bool frame_pending() const { return frame_timer_.isActive(); }
   int frames_shown() const { return frames_shown_; }
+  // The part of the widget the last frame repainted (logical pixels).
+  QRect last_frame_area() const { return last_frame_area_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void mousePressEvent(QMouseEvent* event) override;
+  bool event(QEvent* event) override;
 
  private:
   QPointF to_pixels(double x, double y) const;
   void rebuild_image();
-  void changed();
+  void image_resized();
+  // Notes the image pixels a drawing call touched, to be shown by the next frame.
+  void changed(const QRect& pixels);
 
   QImage image_;
   QTimer frame_timer_;
-  bool dirty_ = false;
+  QRect dirty_;  // image pixels changed since the last frame
   int frames_shown_ = 0;
+  QRect last_frame_area_;
   double left_ = 0, right_ = 1, bottom_ = 0, top_ = 1;
   int32_t clear_color_ = 0;
   PressHandler press_handler_;

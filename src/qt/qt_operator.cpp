@@ -11,6 +11,7 @@
 
 #include "build_info.h"
 #include "qt/qt_operator_dialogs.h"
+#include "qt/selcom_dialog.h"
 
 namespace ovn::qt {
 
@@ -18,8 +19,17 @@ namespace {
 
 // Runs a dialog in its own event loop and hands it to `read` afterwards. The dialog lives
 // on the heap so that the loss of its parent during the loop cannot delete it twice.
+// Whether a window that stays on top (an open non-modal box) is showing.
+bool window_on_top() {
+  for (QWidget* window : QApplication::topLevelWidgets())
+    if (window->isVisible() && (window->windowFlags() & Qt::WindowStaysOnTopHint)) return true;
+  return false;
+}
+
 template <typename Dialog, typename Read>
 auto run_modal(Dialog* dialog, Read read) {
+  // A question must not open hidden under the box that announces the work in progress.
+  if (window_on_top()) dialog->setWindowFlag(Qt::WindowStaysOnTopHint, true);
   QPointer<Dialog> guard(dialog);
   int code = dialog->exec();
   auto result = read(guard.isNull() ? nullptr : dialog, code);
@@ -174,6 +184,11 @@ std::optional<int32_t> QtOperator::show_color_dialog(int32_t color) {
     if (!d || code != QDialog::Accepted) return std::nullopt;
     return bgr_from_color(d->currentColor());
   });
+}
+
+SelcomChoice QtOperator::show_selcom(FrmSelcom& form) {
+  return run_modal(new SelcomDialog(form, owner()),
+                   [](SelcomDialog* d, int) { return d ? d->choice() : SelcomChoice::Closed; });
 }
 
 bool QtOperator::active_window_title(std::string& title) {

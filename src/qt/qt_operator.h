@@ -9,7 +9,8 @@
 // parent, since the caller may close it while they are open.
 //
 // File paths cross in the file system's own encoding (QFile::encodeName), so that the
-// path the operator picked is the path the core opens; all other texts are Latin-1.
+// path the operator picked is the path the core opens; all other texts are Latin-1. A save
+// dialog whose first filter is "*.<ext>" adds ".<ext>" to a name typed without one.
 
 #include <QPointer>
 
@@ -45,6 +46,7 @@ class QtOperator final : public Operator {
   bool active_window_title(std::string& title) override;
   void set_active_window_title(const std::string& title) override;
   void flash_active_window() override;
+  SelcomChoice show_selcom(FrmSelcom& form) override;
 
   // The open non-modal box, or nullptr.
   GibDialog* open_box() const { return open_box_; }

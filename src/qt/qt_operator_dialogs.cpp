@@ -201,14 +201,14 @@ void ButtonDialog::add_buttons(QVBoxLayout* layout, const GibButtonList& list, c
     rows.push_back(line);
   }
   for (size_t i = 0; i < list.buttons.size(); ++i) {
-    const GibButton& spec = list.buttons[i];
-    auto* button = new QPushButton(caption(spec.caption));
+    const GibButton& def = list.buttons[i];
+    auto* button = new QPushButton(caption(def.caption));
     button->setObjectName(QString("btn_%1").arg(i));
     QFont face = font;
-    face.setBold(spec.style);
+    face.setBold(def.style);
     button->setFont(face);
-    if (!spec.tool_tip.empty()) button->setToolTip(latin1(spec.tool_tip));
-    if (QColor colour = color_from_bgr(spec.color); colour.isValid()) {
+    if (!def.tool_tip.empty()) button->setToolTip(latin1(def.tool_tip));
+    if (QColor colour = color_from_bgr(def.color); colour.isValid()) {
       QPalette palette = button->palette();
       palette.setColor(QPalette::Button, colour);
       // Light captions on dark colours (blue); the others stay black.
@@ -219,8 +219,8 @@ void ButtonDialog::add_buttons(QVBoxLayout* layout, const GibButtonList& list, c
     bool is_default = static_cast<int>(i) == list.default_button;
     button->setAutoDefault(is_default);
     button->setDefault(is_default);
-    QHBoxLayout* line = rows[spec.row];
-    if (spec.spaced) line->addSpacing(button->sizeHint().width());
+    QHBoxLayout* line = rows[def.row];
+    if (def.spaced) line->addSpacing(button->sizeHint().width());
     line->addWidget(button);
     connect(button, &QPushButton::clicked, this, [this, i] { press(static_cast<int>(i)); });
     buttons_.push_back(button);
@@ -283,10 +283,12 @@ void GibDialog::fire() {
   GibTimerView view = gmb_countdown_fire(countdown_, title_, kw_now());
   bar_->set(view.bar, view.hollow);
   set_title_line(this, view.title_line);
-  if (view.finished) {
-    timer_.stop();
-    press(0);
-  }
+  if (view.finished) press(0);
+}
+
+void GibDialog::press(int index) {
+  timer_.stop();  // a non-modal box only hides; its sweep must not run on unseen
+  ButtonDialog::press(index);
 }
 
 // ---- GibcbDialog -----------------------------------------------------------------------
@@ -380,16 +382,16 @@ DisplayDataDialog::DisplayDataDialog(const DisplayDataRequest& request, int refr
   auto* row = new QHBoxLayout;
   row->addStretch(1);
   QPushButton* proceed = nullptr;
-  for (const DisplayDataButton& spec : request.buttons) {
-    auto* button = new QPushButton(caption(spec.caption));
-    button->setObjectName(QString("btn_code_%1").arg(spec.code));
-    if (!spec.tool_tip.empty()) button->setToolTip(latin1(spec.tool_tip));
+  for (const DisplayDataButton& def : request.buttons) {
+    auto* button = new QPushButton(caption(def.caption));
+    button->setObjectName(QString("btn_code_%1").arg(def.code));
+    if (!def.tool_tip.empty()) button->setToolTip(latin1(def.tool_tip));
     button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, [this, code = spec.code] { press(code); });
+    connect(button, &QPushButton::clicked, this, [this, code = def.code] { press(code); });
     row->addWidget(button);
     // Enter means "Continue"/"OK", never the override "Continue Anyway".
-    if (spec.code == 3 && spec.caption != "Continue Anyway") proceed = button;
-    if (spec.code == 4) cancel_ = button;
+    if (def.code == 3 && def.caption != "Continue Anyway") proceed = button;
+    if (def.code == 4) cancel_ = button;
   }
   row->addStretch(1);
   layout->addLayout(row);
@@ -440,14 +442,14 @@ UserInputDialog::UserInputDialog(const UserInputForm& form, const std::vector<st
   auto* list = new QWidget;
   auto* grid = new QGridLayout(list);
   for (size_t i = 0; i < form.fields.size(); ++i) {
-    const UserInputField& spec = form.fields[i];
+    const UserInputField& def = form.fields[i];
     int r = static_cast<int>(i);
-    auto* field = new QLineEdit(latin1(i < typed.size() ? typed[i] : spec.data));
+    auto* field = new QLineEdit(latin1(i < typed.size() ? typed[i] : def.data));
     field->setObjectName(QString("txt_field_%1").arg(i));
     field->setFont(fixed);
     QMargins margins = field->textMargins() + field->contentsMargins();
     field->setMinimumWidth(width + margins.left() + margins.right() + 12);
-    if (!spec.enabled) {
+    if (!def.enabled) {
       // Shown and copyable, but not the operator's to change.
       field->setReadOnly(true);
       field->setFocusPolicy(Qt::ClickFocus);
@@ -456,16 +458,16 @@ UserInputDialog::UserInputDialog(const UserInputForm& form, const std::vector<st
       field->setPalette(palette);
     }
     field->installEventFilter(this);
-    auto* label = new QLabel(latin1(spec.label));
+    auto* label = new QLabel(latin1(def.label));
     label->setTextFormat(Qt::PlainText);
     label->setBuddy(field);
-    auto* comment = new QLabel(latin1(spec.comment));
+    auto* comment = new QLabel(latin1(def.comment));
     comment->setTextFormat(Qt::PlainText);
     grid->addWidget(label, r, 0, Qt::AlignRight);
     grid->addWidget(field, r, 1);
     grid->addWidget(comment, r, 2);
     fields_.push_back(field);
-    enabled_.push_back(spec.enabled);
+    enabled_.push_back(def.enabled);
   }
   grid->setColumnStretch(1, 1);
 

@@ -60,9 +60,11 @@ class TimelineBar : public QWidget {
   bool hollow_ = false;
 };
 
-// A dialog that ends with the index of a pressed button. Escape and the window's close
-// press the "Cancel" button when there is one; otherwise they are ignored, except that a
-// box with no buttons at all may be closed (it answers -1).
+// A dialog that ends with the index of a pressed button. Enter presses the default button
+// only: with none, Enter is no answer (Space presses the focused one), so that a stray
+// Enter never picks "Abort". Escape and the window's close press the "Cancel" button when
+// there is one; otherwise they are ignored, except that a box with no buttons at all and
+// no count-down may be closed (it answers -1).
 class ButtonDialog : public QDialog {
  public:
   explicit ButtonDialog(QWidget* parent);
@@ -90,6 +92,9 @@ class GibDialog : public ButtonDialog {
   void set_title(const std::string& title);
   // One firing of the count-down (the timer's work; a timed box closes on its last).
   void fire();
+
+ protected:
+  void press(int index) override;
 
  private:
   std::string title_;

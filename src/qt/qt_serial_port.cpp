@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "foundation/debug_log.h"
+#include "foundation/platform.h"
 #include "link/port_map.h"
 #include "qt/serial_linux.h"
 
@@ -13,6 +14,7 @@ namespace ovn::qt {
 namespace {
 
 constexpr long kSettingsBaudLimit = 200000;
+constexpr double kLookIntervalMs = 250;  // how often an unplugged device is looked for
 
 QSerialPort::Parity parity_of(char ch) {
   switch (ch) {
@@ -95,6 +97,15 @@ bool QtSerialPort::open(std::string& error) {
     error = "No device for COM" + std::to_string(number_);
     return false;
   }
+  if (away_ && device != opened_device_) away_ = false;  // another device: no waiting
+  if (open_device(device, error)) return true;
+  if (!away_) return false;
+  // The device was unplugged during this run: hold the port open until it comes back.
+  lost_ = true;
+  return true;
+}
+
+bool QtSerialPort::open_device(const std::string& device, std::string& error) {
   serial_.setPortName(QString::fromStdString(device));
   opened_device_ = device;
   if (!serial_.open(QIODevice::ReadWrite)) {
@@ -102,6 +113,8 @@ bool QtSerialPort::open(std::string& error) {
     serial_.clearError();
     return false;
   }
+  if (away_) debug_log("RS232 " + device + " is back");
+  lost_ = away_ = false;
   apply_settings();
   set_dtr(dtr_);
   set_rts(rts_);
@@ -117,19 +130,34 @@ bool QtSerialPort::open(std::string& error) {
 void QtSerialPort::close() {
   if (serial_.isOpen()) serial_.close();
   serial_.clearError();
+  lost_ = false;
 }
 
 bool QtSerialPort::lost() {
+  if (lost_) return true;
   // A read that ends (0 bytes: hang-up) or fails with EIO means the device is gone.
   auto e = serial_.error();
   if (e != QSerialPort::ResourceError && e != QSerialPort::ReadError) return false;
   debug_log("RS232 " + opened_device_ + " lost: " + serial_.errorString().toStdString());
-  close();
+  lost_baud_ = serial_.baudRate();
+  serial_.close();
+  serial_.clearError();
+  lost_ = away_ = true;
+  next_look_ms_ = now_ms() + kLookIntervalMs;
   return true;
 }
 
+void QtSerialPort::look_for_device() {
+  if (!lost_ || now_ms() < next_look_ms_) return;
+  next_look_ms_ = now_ms() + kLookIntervalMs;
+  std::string error;
+  if (open_device(opened_device_, error) && lost_baud_ >= kSettingsBaudLimit)
+    serial_.setBaudRate(qint32(lost_baud_));
+}
+
 std::string QtSerialPort::input() {
-  if (!serial_.isOpen()) return {};
+  look_for_device();
+  if (lost_ || !serial_.isOpen()) return {};
   // Data reaches QSerialPort's buffer only from the event loop or a wait; ask the system
   // first so that a poll between event pumps still sees what has arrived.
   if (serial_.bytesAvailable() == 0 && serial_fd_readable(int(serial_.handle())))
@@ -141,13 +169,17 @@ std::string QtSerialPort::input() {
 }
 
 void QtSerialPort::output(const std::string& text) {
-  if (!serial_.isOpen()) return;
+  if (lost_ || !serial_.isOpen()) return;
   serial_.write(text.data(), qint64(text.size()));
   serial_.flush();  // on the line now, not when the event loop next runs
   if (!lost()) serial_.clearError();
 }
 
 bool QtSerialPort::get_state_baud(long& baud, int& os_error) {
+  if (lost_) {
+    baud = lost_baud_;
+    return true;
+  }
   if (!serial_.isOpen()) {
     os_error = EBADF;
     return false;
@@ -157,6 +189,10 @@ bool QtSerialPort::get_state_baud(long& baud, int& os_error) {
 }
 
 bool QtSerialPort::set_state_baud(long baud, int& os_error) {
+  if (lost_) {
+    lost_baud_ = baud;
+    return true;
+  }
   if (!serial_.isOpen()) {
     os_error = EBADF;
     return false;
@@ -183,6 +219,11 @@ void QtSerialPort::set_rts(bool on) {
 }
 
 bool QtSerialPort::wait_readable(int ms) {
+  look_for_device();
+  if (lost_) {
+    clock().sleep(ms);  // nothing can arrive from a device that is away
+    return false;
+  }
   if (!serial_.isOpen()) return false;
   if (serial_.bytesAvailable() > 0) return true;
   if (ms <= 0) return serial_fd_readable(int(serial_.handle()));

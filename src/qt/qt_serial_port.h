@@ -10,9 +10,14 @@
 // would otherwise wait for the event loop); waiting never spins on waitForReadyRead(0),
 // whose every empty call is an error; DTR and RTS failing on a device without modem lines
 // is not an error; on Linux the driver is asked for low latency, and a USB adapter's
-// latency timer above 1 ms is logged (it delays every reply by up to that much). An
-// adapter that is unplugged while open (a read error, a resource error) leaves the port
-// closed.
+// latency timer above 1 ms is logged (it delays every reply by up to that much).
+//
+// An adapter unplugged while open (a read error, a resource error) does not close the
+// port as the program sees it: the port stays open and silent, so the exchange retries
+// and asks the operator as for any silent instrument, and a reopen (the exchange's reset
+// after a failed attempt) of the same device succeeds while the device is away. Every
+// read or wait then looks for the device again; when it is back it is reopened with the
+// same settings and the next exchange goes through.
 
 #include <QSerialPort>
 #include <string>
@@ -31,7 +36,7 @@ class QtSerialPort final : public PortService {
   std::string device_name() const override;
   std::string settings() const override { return settings_; }
   void set_settings(const std::string& settings) override;
-  bool is_open() const override { return serial_.isOpen(); }
+  bool is_open() const override { return serial_.isOpen() || lost_; }
   bool open(std::string& error) override;
   void close() override;
   std::string input() override;
@@ -48,12 +53,21 @@ class QtSerialPort final : public PortService {
  private:
   // Applies the settings text to the port; false when a field is refused.
   bool apply_settings();
-  // Closes the port when the device has gone; true when it has.
+  // Closes the device when it has gone and keeps the port open and silent; true when
+  // the device is away.
   bool lost();
+  // Opens the device with the present settings; false with `error` when it cannot.
+  bool open_device(const std::string& device, std::string& error);
+  // While the device is away: tries to open it again, at most every few hundred ms.
+  void look_for_device();
 
   QSerialPort serial_;
   std::string forced_device_;
   std::string opened_device_;  // for the log line when it goes away
+  bool lost_ = false;          // open as the program sees it, but the device is away
+  bool away_ = false;          // the device went away during this run and is not back
+  double next_look_ms_ = 0;
+  long lost_baud_ = 0;
   int number_ = 1;
   std::string settings_ = "9600,n,8,1";
   bool dtr_ = true;

@@ -281,7 +281,7 @@ TEST_F(DataDirTest, EveryUseBeforeInitAsksForIt) {
   EXPECT_FALSE(dtdr_save_row("1", 0));
   EXPECT_EQ(dtdr_button_caption(), "Save Data");
   EXPECT_EQ(op.shown.size(), 3u);
-  EXPECT_TRUE(seams.settings.all().size() == 1u);  // only the folder this test put there
+  EXPECT_EQ(seams.settings.all().size(), 1u);  // only the folder this test put there
 }
 
 // ---- directory checks and the options dialog -------------------------------------------
@@ -403,6 +403,30 @@ TEST(FrmDataDirBaseOf, TheBaseNameLosesTheExtensionAndTheCounterField) {
 
 // ---- failures --------------------------------------------------------------------------
 
+// Lets files grow only to a given size for as long as it lives, as a full disk would.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &old_);
+    old_signal_ = std::signal(SIGXFSZ, SIG_IGN);  // a write past the limit fails instead
+    rlimit small = old_;
+    small.rlim_cur = bytes;
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &old_);
+    std::signal(SIGXFSZ, old_signal_);
+  }
+
+ private:
+  rlimit old_{};
+  void (*old_signal_)(int) = nullptr;
+};
+
+std::string file_error(int err) {
+  return "Error " + std::to_string(err) + ":" + std::strerror(err);
+}
+
 TEST_F(DataDirTest, ADiskFullHalfWayKeepsTheRowsWrittenAndStopsWithOneMessage) {
   put(kDtdrKeyRate, "0");
   dtdr_init(kApp);
@@ -411,31 +435,31 @@ TEST_F(DataDirTest, ADiskFullHalfWayKeepsTheRowsWrittenAndStopsWithOneMessage) {
   ASSERT_TRUE(dtdr_save_row("1.5,3.5", 0));
   const std::string before = read_file(name(0));
 
-  // The file may grow by 5 bytes only: the next row is cut off inside the write.
-  rlimit old{};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
-  auto old_signal = std::signal(SIGXFSZ, SIG_IGN);
-  rlimit small = old;
-  small.rlim_cur = fs::file_size(name(0)) + 5;
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
   op.expect_msg_box("Unable to print to file", MsgAnswer::Ok);
-  const bool written = dtdr_save_row("123.456,789.012", 0);
-  ::setrlimit(RLIMIT_FSIZE, &old);
-  std::signal(SIGXFSZ, old_signal);
-
-  EXPECT_FALSE(written);
+  {
+    FileSizeLimit limit(fs::file_size(name(0)) + 5);  // the next row is cut off inside
+    EXPECT_FALSE(dtdr_save_row("123.456,789.012", 0));
+  }
   EXPECT_FALSE(dtdr_saving());
   EXPECT_EQ(read_file(name(0)), before);  // no half row left behind
   EXPECT_EQ(before, first_lines() + "# heading\r\n0.000,1.25,2.5\r\n0.000,1.5,3.5\r\n");
   ASSERT_EQ(op.shown.size(), 1u);
-  EXPECT_EQ(op.shown[0].text, "Error " + std::to_string(EFBIG) + ":" + std::strerror(EFBIG) +
-                                  "\r\nUnable to print to file \"" + name(0) +
+  EXPECT_EQ(op.shown[0].text, file_error(EFBIG) + "\r\nUnable to print to file \"" + name(0) +
                                   "\"\r\nData saving has stopped; the 2 rows saved before are "
                                   "kept.");
   EXPECT_EQ(op.shown[0].title, "Save Data");
-  // Later rounds go on quietly; the button starts a new file.
+  // Later rounds go on quietly.
   EXPECT_FALSE(dtdr_save_row("4", 0));
   EXPECT_EQ(dtdr_button_caption(), "Save Data");
+
+  // A header that does not fit leaves no file behind; giving up does not end the program.
+  op.expect_msg_box("Retry opening?", MsgAnswer::No);
+  {
+    FileSizeLimit limit(20);
+    EXPECT_FALSE(dtdr_start_stop("heading", ""));
+  }
+  EXPECT_EQ(op.last().text.rfind(file_error(EFBIG), 0), 0u);
+  EXPECT_FALSE(fs::exists(name(1)));
   ASSERT_TRUE(dtdr_start_stop("", ""));
   EXPECT_EQ(dtdr_file_name(), name(1));
 }
@@ -452,7 +476,7 @@ TEST_F(DataDirTest, AFolderRemovedWhileSavingStopsSavingAndCannotBeReopenedSilen
   EXPECT_FALSE(dtdr_save_row("3", 0));
   EXPECT_FALSE(dtdr_saving());
   EXPECT_EQ(op.shown.size(), 1u);
-  EXPECT_EQ(op.shown[0].text.rfind("Error " + std::to_string(ENOENT) + ":", 0), 0u);
+  EXPECT_EQ(op.shown[0].text.rfind(file_error(ENOENT), 0), 0u);
 
   // Starting again (the number of the vanished file is free again): the file cannot be made; Yes
   // tries again, No gives up without ending the program.
@@ -460,8 +484,7 @@ TEST_F(DataDirTest, AFolderRemovedWhileSavingStopsSavingAndCannotBeReopenedSilen
   op.expect_msg_box("Retry opening?", MsgAnswer::No);
   EXPECT_FALSE(dtdr_start_stop("", ""));
   EXPECT_FALSE(dtdr_saving());
-  EXPECT_EQ(op.shown[1].text, "Error " + std::to_string(ENOENT) + ":" + std::strerror(ENOENT) +
-                                  "\r\nUnable to open file \"" + name(0) +
+  EXPECT_EQ(op.shown[1].text, file_error(ENOENT) + "\r\nUnable to open file \"" + name(0) +
                                   "\"\r\n   for Output\r\n\r\nRetry opening?");
 }
 

@@ -26,7 +26,28 @@ TEST(Gestures, CodesAreBuiltAndDecodedBackToChannelButtonAndShift) {
     EXPECT_EQ(g.button, c.button) << c.code;
     EXPECT_EQ(g.shift, c.shift) << c.code;
   }
-  EXPECT_EQ(kGestureCommandBase + gesture_code(3, 2, 0), 30144);
+}
+
+TEST(Gestures, EachControlTurnsItsPressesIntoItsCommands) {
+  using S = GestureSource;
+  struct Case {
+    S source;
+    int index, button, shift;
+    bool technician;
+    int32_t command;
+  } cases[] = {
+      {S::Data, 0, 1, 0, false, 0},       {S::Data, 0, 1, 0, true, 30040},
+      {S::Data, 4, 1, 1, false, 30073},   {S::Data, 1, 2, 7, false, 60},
+      {S::Data, 1, 1, 7, true, 30079},    {S::Limits, 5, 1, 1, false, 30105},
+      {S::Limits, 0, 1, 0, false, 30040}, {S::Chart, 0, 2, 0, false, 30144},
+      {S::Chart, 2, 1, 2, false, 30138},  {S::MaxMin, 0, 1, 0, false, 37},
+      {S::MaxMin, 2, 2, 0, true, 38},     {S::MaxMin, 0, 1, 1, false, 0},
+      {S::Units, 1, 2, 3, false, 50},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(gesture_command(c.source, c.index, c.button, c.shift, c.technician), c.command)
+        << static_cast<int>(c.source) << " " << c.index << " " << c.button << " " << c.shift;
+  }
 }
 
 TEST(Gestures, LimitGesturesCentreZoomAndFollowTheMaxAndMin) {

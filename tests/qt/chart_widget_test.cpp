@@ -9,17 +9,11 @@
 #include <vector>
 
 #include "monitor/strip_chart.h"
+#include "support/qt_application.h"
 #include "support/seams.h"
 
 namespace ovn {
 namespace {
-
-void ensure_application() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  if (QApplication::instance() == nullptr) new QApplication(argc, argv);
-}
 
 QColor rgb_of(int32_t word) {
   return QColor(word & 0xFF, (word >> 8) & 0xFF, (word >> 16) & 0xFF);
@@ -69,9 +63,7 @@ class ChartWidgetTest : public ::testing::Test {
   }
   QColor at(double x_ms, double y) const { return widget.image().pixelColor(pixel(x_ms, y)); }
 
-  struct Application {
-    Application() { ensure_application(); }
-  } application;  // before any widget
+  QApplication& application = test::qt_application();  // before any widget
   test::TestSeams seams;
   qt::ChartWidget widget;
   StripChart g;
@@ -115,6 +107,12 @@ TEST_F(ChartWidgetTest, TheScreenIsRefreshedByTheFrameTimerNotByEachRound) {
   QApplication::processEvents();
   EXPECT_GE(widget.frames_shown(), before + 1);
   EXPECT_LE(widget.frames_shown(), before + 2);
+  // The next round changes a narrow band; only that band goes to the screen.
+  run_until(2020);
+  widget.present();
+  QApplication::processEvents();
+  EXPECT_GT(widget.last_frame_area().width(), 0);
+  EXPECT_LT(widget.last_frame_area().width(), widget.width() / 10);
   EXPECT_GE(qt::ChartWidget::kFrameIntervalMs, 1000 / 60);
   EXPECT_LE(qt::ChartWidget::kFrameIntervalMs, 1000 / 30);
 }

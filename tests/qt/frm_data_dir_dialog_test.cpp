@@ -8,6 +8,7 @@
 
 #include "foundation/settings.h"
 #include "monitor/data_dir.h"
+#include "support/qt_application.h"
 #include "support/scripted_operator.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"
@@ -15,18 +16,10 @@
 namespace ovn {
 namespace {
 
-QApplication& app() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  static QApplication instance(argc, argv);
-  return instance;
-}
-
 class FrmDataDirDialogTest : public test::SeamsTest {
  protected:
   FrmDataDirDialogTest() {
-    app();
+    test::qt_application();
     kw_setting_put("KST", kDtdrSection, kDtdrKeyDir, temp.path());
     dtdr_forget();
     dtdr_init("KST");

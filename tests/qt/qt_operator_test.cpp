@@ -21,17 +21,10 @@
 #include <functional>
 
 #include "support/seams.h"
+#include "support/qt_application.h"
 
 namespace ovn::qt {
 namespace {
-
-QApplication& application() {
-  static int argc = 1;
-  static char name[] = "test_qt";
-  static char* argv[] = {name, nullptr};
-  static QApplication* app = new QApplication(argc, argv);
-  return *app;
-}
 
 template <typename W = QWidget>
 W* child(QWidget* parent, const QString& name) {
@@ -66,7 +59,7 @@ bool run_until(const std::function<bool()>& done) {
 class QtOperatorTest : public test::SeamsTest {
  protected:
   QtOperatorTest() {
-    application();
+    test::qt_application();
     set_operator(&op);
     set_event_pump([] { QApplication::processEvents(); });
     connect_poll();
@@ -277,6 +270,14 @@ TEST_F(QtOperatorTest, ABusyBoxStaysOnTopSweepsAndGoesOnlyWhenTheCallerClosesIt)
 
   gib_set_title("Block 3 of 7");
   EXPECT_EQ(box->windowTitle(), "10:00:00 Block 3 of 7");
+
+  // A question asked meanwhile opens above the box, and leaves it open.
+  when_shown("display_data", [](QWidget* dialog) {
+    EXPECT_TRUE(dialog->windowFlags() & Qt::WindowStaysOnTopHint);
+    key(Qt::Key_Escape);
+  });
+  EXPECT_EQ(display_data("Remove the load", "N", 0b10000, "Zero", "", "", ""), 4);
+  EXPECT_TRUE(box->isVisible());
 
   // A new box takes the place of the open one.
   gib("Writing to flash", "", kGibNonModal | kGibWarning, "", "Courier New", -1);
@@ -550,7 +551,6 @@ TEST_F(QtOperatorTest, TheActiveWindowsTitleIsReadAndSetForTheSerialRetries) {
   EXPECT_EQ(title, "KST on COM3");
   set_active_window_title("Retry 2 on COM3");
   EXPECT_EQ(window.windowTitle(), "Retry 2 on COM3");
-  flash_active_window();  // the window is active: nothing to ask for
   window.hide();
   EXPECT_TRUE(run_until([] { return QApplication::activeWindow() == nullptr; }));
   EXPECT_FALSE(active_window_title(title));

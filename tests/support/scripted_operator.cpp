@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "foundation/platform.h"
+#include "link/selcom.h"
 
 namespace ovn::test {
 
@@ -72,6 +73,8 @@ const char* box_kind_name(BoxKind kind) {
       return "file dialog";
     case BoxKind::ColorDialog:
       return "colour dialog";
+    case BoxKind::Selcom:
+      return "port selection form";
   }
   return "?";
 }
@@ -142,6 +145,14 @@ void ScriptedOperator::expect_file_dialog(const std::string& pattern,
 
 void ScriptedOperator::expect_color_dialog(std::optional<int32_t> color) {
   queue_.push_back({.kind = BoxKind::ColorDialog, .color = color});
+}
+
+void ScriptedOperator::expect_selcom(const std::string& pattern, SelcomChoice choice,
+                                     std::function<void(FrmSelcom&)> act) {
+  queue_.push_back({.kind = BoxKind::Selcom,
+                    .pattern = pattern,
+                    .answer = static_cast<int>(choice),
+                    .act = std::move(act)});
 }
 
 // ---- matching --------------------------------------------------------------------------
@@ -399,6 +410,21 @@ void ScriptedOperator::set_active_window_title(const std::string& title) {
 
 void ScriptedOperator::flash_active_window() {
   ++flashes;
+}
+
+SelcomChoice ScriptedOperator::show_selcom(FrmSelcom& form) {
+  Shown s{.kind = BoxKind::Selcom,
+          .text = form.lb_info.caption,
+          .title = form.caption,
+          .buttons = {form.btn_retry.caption, form.btn_abort.caption},
+          .fields = form.ls_comport.items};
+  size_t at = shown.size();
+  std::optional<Expectation> e = take(std::move(s));
+  // Nobody expected it: Abort, which a test sees as the process ending.
+  SelcomChoice choice = e ? static_cast<SelcomChoice>(e->answer) : SelcomChoice::Abort;
+  if (e && e->act) e->act(form);
+  shown[at].answer = static_cast<int>(choice);
+  return choice;
 }
 
 }  // namespace ovn::test

@@ -32,6 +32,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -49,7 +50,8 @@ enum class BoxKind {
   InputBox,
   MsgBox,
   FileDialog,
-  ColorDialog
+  ColorDialog,
+  Selcom
 };
 const char* box_kind_name(BoxKind kind);
 
@@ -64,6 +66,7 @@ struct Shown {
   std::vector<std::string> buttons = {};  // captions (gib, gibcb, display_data, user_input)
   int32_t flags = 0;                      // gib, gibcb
   std::string font = {};                  // gib, gibcb
+  // selcom: the form's caption is the title, lb_info the text, ls_comport the fields.
   // user_input: data as shown; gibcb: captions at the end; timed gib: the title line after
   // each tick of the count-down
   std::vector<std::string> fields = {};
@@ -107,6 +110,10 @@ class ScriptedOperator : public Operator {
   void expect_file_dialog(const std::string& pattern, std::optional<std::string> path,
                           const std::string& error = "");
   void expect_color_dialog(std::optional<int32_t> color);
+  // The port selection form: `act` plays the operator's clicks on the form (rows of the
+  // lists), then `choice` closes it. The pattern is looked for in the caption and lb_info.
+  void expect_selcom(const std::string& pattern, SelcomChoice choice,
+                     std::function<void(FrmSelcom&)> act = {});
 
   // ---- what happened ----
   std::vector<Shown> shown;
@@ -140,6 +147,7 @@ class ScriptedOperator : public Operator {
   bool active_window_title(std::string& title) override;
   void set_active_window_title(const std::string& title) override;
   void flash_active_window() override;
+  SelcomChoice show_selcom(FrmSelcom& form) override;
 
  private:
   struct Expectation {
@@ -153,6 +161,7 @@ class ScriptedOperator : public Operator {
     std::optional<std::string> text = {};  // input box answer, file path
     std::string error = {};
     std::optional<int32_t> color = {};
+    std::function<void(FrmSelcom&)> act = {};
   };
   // The head of the queue when it matches `box`; otherwise records the failure and gives
   // nothing. `box` is recorded in `shown` either way.

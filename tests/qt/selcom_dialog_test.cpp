@@ -1,0 +1,71 @@
+#include "qt/selcom_dialog.h"
+
+#include <gtest/gtest.h>
+
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+
+#include "foundation/settings.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "sim/sim_port.h"
+#include "support/qt_application.h"
+#include "support/seams.h"
+
+namespace ovn::test {
+namespace {
+
+class SelcomDialogTest : public SeamsTest {
+ protected:
+  SelcomDialogTest() {
+    rs232_reset_state();
+    selcom_reset_state();
+    sim_init(sim, SimConfig{});
+    set_command_line("-nocommportscan");
+  }
+  ~SelcomDialogTest() override {
+    set_command_line("");
+    selcom_reset_state();
+    rs232_reset_state();
+  }
+  SimInstrument sim;
+  SimPort port{sim};
+};
+
+TEST_F(SelcomDialogTest, TheDialogShowsTheFormAndHandsClicksToIt) {
+  qt_application();
+  selcom_load(port);
+  FrmSelcom& form = frm_selcom();
+  form.caption = "Choose COM port for KST";
+  form.lb_info.caption = "115200,n,8,1 w/ KST Bad Response ATMA:\r\n:COM1\r\n";
+  form.ls_comport.list_index = 0;
+  qt::SelcomDialog dialog(form);
+  EXPECT_EQ(dialog.windowTitle(), "Choose COM port for KST");
+  auto* ports = dialog.findChild<QListWidget*>("ls_comport");
+  auto* ids = dialog.findChild<QListWidget*>("ls_id");
+  ASSERT_TRUE(ports && ids);
+  EXPECT_EQ(ports->count(), 32);
+  EXPECT_EQ(ports->item(31)->text(), "COM32");
+  EXPECT_EQ(ids->count(), 54);
+  EXPECT_TRUE(ids->isHidden());
+  EXPECT_TRUE(dialog.findChild<QPushButton*>("btn_ip")->isHidden());
+  EXPECT_EQ(dialog.findChild<QPlainTextEdit*>("lb_info")->toPlainText(),
+            "115200,n,8,1 w/ KST Bad Response ATMA:\n:COM1\n");
+
+  // A port row is the choice of that port at once.
+  ports->setCurrentRow(4);
+  EXPECT_EQ(port.port_number(), 5);
+  EXPECT_EQ(form.ls_comport.list_index, 4);
+  ids->setCurrentRow(3);
+  EXPECT_EQ(form.ls_id.list_index, 3);
+
+  EXPECT_EQ(dialog.choice(), SelcomChoice::Closed);
+  dialog.findChild<QPushButton*>("btn_retry")->click();
+  EXPECT_EQ(dialog.choice(), SelcomChoice::Retry);
+  dialog.findChild<QPushButton*>("btn_abort")->click();
+  EXPECT_EQ(dialog.choice(), SelcomChoice::Abort);
+}
+
+}  // namespace
+}  // namespace ovn::test

@@ -1,0 +1,121 @@
+#pragma once
+// A simulated instrument on the line, for tests of the search and the probes: the link and
+// port selection modules start fresh, the clock is virtual, the operator scripted.
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "foundation/debug_log.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "sim/sim_port.h"
+#include "support/scripted_operator.h"
+#include "support/seams.h"
+
+namespace ovn::test {
+
+// Port numbers 1 to 32 of which only `present` exist; the instrument hangs on port
+// `instrument_at`, the others have nothing connected.
+class PortRack final : public PortService {
+ public:
+  PortRack(SimPort& line, std::set<int> present, int instrument_at)
+      : line_(line), present_(std::move(present)), instrument_at_(instrument_at) {}
+
+  int opens = 0;  // successful opens of any port
+
+  int port_number() const override { return number_; }
+  void set_port_number(int n) override { number_ = n; }
+  std::string device_name() const override { return "/dev/ttyS" + std::to_string(number_ - 1); }
+  std::string settings() const override { return line_.settings(); }
+  void set_settings(const std::string& settings) override { line_.set_settings(settings); }
+  bool is_open() const override { return line_.is_open(); }
+  bool open(std::string& error) override {
+    if (present_.count(number_) == 0) {
+      error = "no such device: " + device_name();
+      return false;
+    }
+    bool ok = line_.open(error);
+    opens += ok;
+    return ok;
+  }
+  void close() override { line_.close(); }
+  std::string input() override { return line_.input(); }
+  void output(const std::string& text) override {
+    if (number_ == instrument_at_) line_.output(text);
+  }
+  bool get_state_baud(long& baud, int& os_error) override {
+    return line_.get_state_baud(baud, os_error);
+  }
+  bool set_state_baud(long baud, int& os_error) override {
+    return line_.set_state_baud(baud, os_error);
+  }
+  void set_dtr(bool on) override { line_.set_dtr(on); }
+  void set_rts(bool on) override { line_.set_rts(on); }
+  bool wait_readable(int ms) override { return line_.wait_readable(ms); }
+
+ private:
+  SimPort& line_;
+  std::set<int> present_;
+  int instrument_at_;
+  int number_ = 1;
+};
+
+class SimLineTest : public SeamsTest {
+ protected:
+  SimLineTest() {
+    rs232_reset_state();
+    selcom_reset_state();
+    debug_log_reset();
+  }
+  ~SimLineTest() override {
+    selcom_reset_state();
+    rs232_reset_state();
+    set_command_line("");
+  }
+
+  // An instrument of `family` at `address`; the S350 families listen at `baud`.
+  void build(SimFamily family, char address = 'A', long baud = 115200) {
+    SimConfig config;
+    config.family = family;
+    config.address = address;
+    config.baud = baud;
+    sim_init(sim, config);
+  }
+
+  // Attaches the line and opens it at `baud`, as a search would before its probe.
+  void open_at(long baud) {
+    rs232_attach(port, "");
+    ASSERT_EQ(rs232_open(port, std::to_string(baud)), "");
+    port.clear_transcript();
+  }
+
+  // Every request as written, without its LF ("BTMA").
+  std::vector<std::string> sent() const {
+    std::vector<std::string> out;
+    for (const SimTranscriptEntry& e : port.transcript())
+      if (e.direction == '>') out.push_back(e.text.substr(0, e.text.size() - 1));
+    return out;
+  }
+
+  // The log without the init line, each line without its time field.
+  std::vector<std::string> log_texts() const {
+    std::vector<std::string> out;
+    for (const std::string& line : seams.log.lines)
+      if (line.find("*****Debug  init") == std::string::npos) out.push_back(line.substr(8));
+    return out;
+  }
+  bool logged(const std::string& text) const {
+    for (const std::string& line : log_texts())
+      if (line == text) return true;
+    return false;
+  }
+
+  SimInstrument sim;
+  SimPort port{sim};
+  ScriptedOperator op;
+};
+
+}  // namespace ovn::test
