@@ -12,9 +12,11 @@
 #include "build_info.h"
 #include "foundation/platform.h"
 #include "link/rs232.h"
+#include "link/selcom.h"
 #include "qt/frm_data_dir_dialog.h"
 #include "qt/main_window.h"
 #include "qt/qt_operator.h"
+#include "qt/qt_serial_port.h"
 #include "qt/qt_settings_store.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
@@ -82,9 +84,20 @@ int main(int argc, char** argv) {
     std::string error = ovn::rs232_open(*sim_port, "115200,n,8,1");
     if (!error.empty()) std::fprintf(stderr, "ovn-kst: simulated port: %s\n", error.c_str());
   }
+  // A real line: the port selection finds the instrument at each session start.
+  std::string device;
+  for (int i = 1; i + 1 < argc; ++i)
+    if (!std::strcmp(argv[i], "--port")) device = argv[i + 1];
+  ovn::qt::QtSerialPort serial(device);
 
   ovn::qt::MainWindow window;
   ovn::qt::install_frm_data_dir_runner(&window);
+  if (!sim_port) {
+    window.model().hooks.open_port = [&serial] {
+      ovn::selcom_load(serial);
+      return ovn::rs232_open_instrument(ovn::kKstFamily, "", 0, serial) != ovn::kNoFamily;
+    };
+  }
   window.show();
   window.start();
   QString shot;

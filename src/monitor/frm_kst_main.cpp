@@ -13,6 +13,7 @@
 #include "foundation/units.h"
 #include "foundation/version_notice.h"
 #include "link/rs232.h"
+#include "link/selcom.h"
 #include "monitor/data_dir.h"
 #include "monitor/gestures.h"
 
@@ -280,14 +281,20 @@ void lf_reset_maxmin() {
 
 // The unit index of `name` in `group`, -1 when the group has no such unit.
 int lf_unit_index(const std::string& name, int group) {
+  auto lower = [](std::string t) {
+    for (char& c : t) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    return t;
+  };
   for (int u = 0; u < units_count(group); ++u)
-    if (units_name(u, group) == name) return u;
+    if (lower(units_name(u, group)) == lower(name)) return u;
   return -1;
 }
 
 // The instrument keeps torque in lbf-in, speed in RPM, power in Hp and temperature in F;
 // a display unit is a scale (and for temperature an offset) on top of these.
-const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp", "F"};
+const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp",
+                                   "\xBA"
+                                   "F"};
 
 void lf_units_command(FrmKstMain& f, int index) {
   for (int group = 0; group < 4; ++group) {
@@ -476,6 +483,7 @@ bool kst_timer1(FrmKstMain& f) {
     f.exit_requested = true;
     rs232_set_exit_flag(true);
     graph_store_checkboxes(f.graph);
+    selcom_close();
     f.session.tm_type = kNoFamily;
     kw_locale_restore();
     f.unloaded = true;

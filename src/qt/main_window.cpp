@@ -5,12 +5,14 @@
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "foundation/version_notice.h"
 #include "qt/chart_widget.h"
 
 namespace ovn::qt {
@@ -35,6 +37,35 @@ QString color_style(int32_t word) {
       .arg((word >> 8) & 0xFF, 2, 16, QChar('0'))
       .arg((word >> 16) & 0xFF, 2, 16, QChar('0'));
 }
+
+// The splash: program, version and device over the start-up, on top of the main window
+// until its time is up or a key is pressed; the start-up does not wait for it.
+class SplashWindow : public QFrame {
+ public:
+  explicit SplashWindow(int ms) : QFrame(nullptr, Qt::SplashScreen | Qt::WindowStaysOnTopHint) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setFrameShape(QFrame::Box);
+    auto* v = new QVBoxLayout(this);
+    auto add = [&](const QString& text, int points, bool bold) {
+      auto* l = new QLabel(text, this);
+      QFont f = l->font();
+      f.setPointSize(points);
+      f.setBold(bold);
+      l->setFont(f);
+      l->setAlignment(Qt::AlignCenter);
+      v->addWidget(l);
+    };
+    add("KST", 28, true);                                                    // pic_device
+    add("ovn-kst", 20, true);                                                // lb_program_name
+    add("Version " + QString::fromStdString(kw_version_text()), 11, false);  // lb_version
+    add("Windows interface to the Kestrel Torquemeter", 11, false);          // lb_description
+    setMinimumSize(460, 240);
+    QTimer::singleShot(ms, this, &QWidget::close);
+  }
+
+ protected:
+  void keyPressEvent(QKeyEvent*) override { close(); }
+};
 
 int button_of(Qt::MouseButton b) {
   return b == Qt::LeftButton ? 1 : b == Qt::RightButton ? 2 : 0;
@@ -186,6 +217,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   }();
   model_.hooks.layout = [this] { graph_clear(model_.graph); };
   model_.hooks.unload = [this] { close(); };
+  model_.hooks.show_splash = [](int ms) { (new SplashWindow(ms))->show(); };
 
   render_timer_.setInterval(100);
   connect(&render_timer_, &QTimer::timeout, this, &MainWindow::render);

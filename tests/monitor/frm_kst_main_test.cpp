@@ -11,6 +11,7 @@
 
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
+#include "foundation/units.h"
 #include "link/rs232.h"
 #include "monitor/data_dir.h"
 #include "sim/sim_instrument.h"
@@ -233,7 +234,9 @@ TEST_F(FrmKstMainTest, OnlyTheFirstThreeNumericFieldsAreSamples) {
   // A refusal is logged and goes into the row between "??" marks.
   sim.table["DE*"] = "!";
   kst_round(f);
-  EXPECT_EQ(f.last_row, "??" "!??");
+  EXPECT_EQ(f.last_row,
+            "??"
+            "!??");
   EXPECT_EQ(seams.log.lines.back().substr(8), "PROBLEM:!  (length=1)");
   EXPECT_EQ(f.cur[0], 11) << "a refusal is no sample";
 }
@@ -428,6 +431,29 @@ TEST_F(FrmKstMainTest, TareAndCalCommandsReachTheInstrument) {
   kst_round(f);
   EXPECT_EQ(requests_since(before).back(), "TR*0");
   EXPECT_EQ(sim.tare[0], 0);
+}
+
+TEST_F(FrmKstMainTest, AUnitsEntryIsFoundByWalkingTheGroupsAndScalesFromTheNativeUnit) {
+  start();
+  // Speed is the second group; the instrument counts in rpm.
+  int rad_s = -1;
+  for (int u = 0; u < units_count(1); ++u)
+    if (units_name(u, 1) == "rad/s") rad_s = u;
+  ASSERT_GE(rad_s, 0);
+  int index = units_count(0) + 1 + rad_s;
+  ASSERT_EQ(f.mn_units.entries[static_cast<size_t>(index)].caption, "rad/s");
+  kst_on_menu(f, f.mn_units, index);
+  EXPECT_EQ(f.command, 5000 + index);
+  kst_round(f);
+  EXPECT_EQ(sim_param(sim, "UN2"), "rad/s");
+  int stop = 0;
+  EXPECT_NEAR(kw_parse_double(sim_param(sim, "DS2"), stop), 2 * 3.141592653589793 / 60, 1e-12);
+  EXPECT_EQ(f.session.unit[1], "rad/s");
+  // A group beyond the channel count is left alone.
+  f.session.channels = 1;
+  size_t before = port->requests().size();
+  kst_serve_command(f, 5000 + units_count(0) + 1);
+  EXPECT_TRUE(requests_since(before).empty());
 }
 
 TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
