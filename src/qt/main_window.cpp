@@ -124,6 +124,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     lb_mxmn_[i]->on_press = [this, i](int b, int s) {
       kst_on_mouse_down(model_, "lb_mxmn", i, b, s);
     };
+    lb_data_[i]->setObjectName(QString("lb_data%1").arg(i));
+    lb_units_[i]->setObjectName(QString("lb_units%1").arg(i));
+    lb_mxmn_[i]->setObjectName(QString("lb_mxmn%1").arg(i));
     readouts->addWidget(lb_data_[i], 0, 2 * i);
     readouts->addWidget(lb_units_[i], 0, 2 * i + 1);
     readouts->addWidget(lb_mxmn_[i], 1, 2 * i, 1, 2);
@@ -141,6 +144,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
       model_.graph.txt_grlimits[i] = ls(text);
       txt_grlimits_change(model_.graph, i);
     });
+    box->setObjectName(QString("txt_grlimits%1").arg(i));
     txt_grlimits_[i] = box;
     (i < 3 ? limits_top : limits_bottom)->addWidget(box);
   }
@@ -197,6 +201,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   }
   status->addStretch();
   lb_hz_ = new PressLabel(central);
+  lb_hz_->setObjectName("lb_hz");
   lb_hz_->on_press = [this](int b, int s) { kst_on_mouse_down(model_, "lb_hz", 0, b, s); };
   lb_temperature_ = new PressLabel(central);
   lb_temperature_->on_press = [this](int b, int s) {
@@ -232,6 +237,7 @@ QPushButton* MainWindow::add_button(KstControl& control, const std::string& name
   auto* b = new QPushButton(centralWidget());
   b->setContextMenuPolicy(Qt::PreventContextMenu);
   b->installEventFilter(this);
+  b->setObjectName(qs(name) + QString::number(index));
   b->setProperty("ovn_name", qs(name));
   b->setProperty("ovn_index", index);
   buttons_.push_back({b, &control});
