@@ -15,6 +15,7 @@
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "monitor/data_dir.h"
+#include "monitor/frm_data_dir.h"
 #include "monitor/gestures.h"
 
 namespace ovn {
@@ -219,17 +220,19 @@ void lf_apply_filter_label(FrmKstMain& f) {
 
 void lf_apply_lock_state(FrmKstMain& f) {
   bool locked = get_si16("PS") == 1;
-  auto lock = [&](KstMenu& m, size_t from) {
-    for (size_t i = from; i < m.entries.size(); ++i) {
+  auto lock = [&](KstMenu& m, size_t from, size_t to) {
+    for (size_t i = from; i < m.entries.size() && i < to; ++i) {
       KstMenuEntry& e = m.entries[i];
       if (e.separator()) continue;
       if (lf_command_available(m.base + static_cast<int32_t>(i))) e.enabled = !locked;
     }
   };
-  lock(f.mn_adjustment, 0);
-  lock(f.mn_units, 0);
-  lock(f.mn_pwr, 0);
-  lock(f.mn_misc, 7);
+  const size_t all = 100;
+  lock(f.mn_adjustment, 0, all);
+  lock(f.mn_units, 0, all);
+  lock(f.mn_pwr, 0, all);
+  lock(f.mn_misc, 7, all);
+  lock(f.mn_setup, 0, 5);  // the password entries stay, to unlock with
   lf_apply_filter_label(f);
 }
 
@@ -322,6 +325,24 @@ void lf_units_command(FrmKstMain& f, int index) {
     }
     index -= count + 1;
   }
+}
+
+// The instrument's option bits in "UCB", one check box a bit.
+void lf_flag_dialog(FrmKstMain& f) {
+  int32_t value = get_si32("UCB");
+  std::string settings = "RS485 Termination ^Off^On^";
+  if (f.technician)
+    settings += std::string("|^Don't ^^Derive Shunt Scaling From Load") +
+                "|^Don't ^^Use Load Adjustment During Shunt" +
+                "|^Don't ^^Use Shunt Analog Output During No Shunt" +
+                "|^Don't ^^Use Load Analog Output During Shunt" +
+                "|^Don't ^^Lop 3LS Bits From Rotor Data" + "|Shunt Has ^^No ^Effect On Speed" +
+                "|^2.015 kHz ^7.8125 kHz^ Highest Filter" + "|^Don't ^^Fix^^ed^ Duty Cycle";
+  if (gibcb(value, settings, "Apply Changes|Cancel", "Info Box") != 0) return;
+  rs232_send_ok("UCB" + std::to_string(value));
+  get_si16("TA");
+  lf_apply_channel_labels(f);
+  lf_apply_filter_label(f);
 }
 
 void lf_channel_gesture(FrmKstMain& f, int32_t code) {
@@ -765,14 +786,19 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
   } else if (c == kCmdChangePort) {
     return false;
   } else if (c == 104) {
-    // The options dialog of the data files; the button shows where the next file goes.
-    DtdrSettings s;
-    dtdr_get_settings(s);
+    frm_data_dir_show();
     f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
   } else if (c == 109) {
     f.exit_requested = true;
+  } else if (c == 203) {
+    lf_flag_dialog(f);
   } else if (c == 400) {
-    dtdr_start_stop("", "");
+    const KstSession& s = f.session;
+    std::string heading =
+        dtdr_heading(s.channels, s.unit[0], s.unit[1], s.unit[2], s.temperature_unit);
+    std::string identity = dtdr_identity(get_reply("UIA"), get_reply("UIB"), get_reply("UID"),
+                                         get_reply("UIC"), rs232_port_name(rs232_port()));
+    dtdr_start_stop(heading, identity);
     f.btn_cmd[0].caption = dtdr_button_caption();
   } else if (c == 401) {
     get_reply("TR*");

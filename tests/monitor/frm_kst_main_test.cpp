@@ -456,6 +456,48 @@ TEST_F(FrmKstMainTest, AUnitsEntryIsFoundByWalkingTheGroupsAndScalesFromTheNativ
   EXPECT_TRUE(requests_since(before).empty());
 }
 
+TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChecked) {
+  connect();
+  sim.locked = true;
+  sim_set_param(sim, "FL1", "5");
+  kst_load(f);
+  kst_init_session(f);
+  EXPECT_FALSE(f.mn_units.entries[0].enabled);
+  EXPECT_FALSE(kst_menu_entry(f, 203)->enabled);
+  EXPECT_TRUE(kst_menu_entry(f, 109)->enabled);
+  EXPECT_TRUE(f.mn_filter.entries[5].checked);
+  EXPECT_FALSE(f.mn_filter.entries[9].checked);
+}
+
+TEST_F(FrmKstMainTest, TheTerminationEntryWritesTheFlagWordOnlyWhenApplied) {
+  start();
+  op.expect_gibcb("RS485 Termination", 1, {0});  // toggled, then Cancel
+  kst_serve_command(f, 203);
+  EXPECT_EQ(sim_param(sim, "UCB"), "0");
+  op.expect_gibcb("RS485 Termination", 0, {0});
+  kst_serve_command(f, 203);
+  EXPECT_EQ(sim_param(sim, "UCB"), "1");
+  EXPECT_EQ(op.last().title, "Info Box");
+  EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"Apply Changes", "Cancel"}));
+}
+
+TEST_F(FrmKstMainTest, SavingDataWritesTheHeadingAndTheInstrumentsIdentity) {
+  start();
+  kst_serve_command(f, 400);
+  ASSERT_TRUE(dtdr_saving());
+  std::string file = dtdr_file_name();
+  kst_round(f);
+  kst_serve_command(f, 400);
+  EXPECT_FALSE(dtdr_saving());
+  std::ifstream in(file, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  EXPECT_NE(text.str().find("# " + dtdr_heading(3, "lbf-in", "RPM", "Hp", "F") + "\r\n"),
+            std::string::npos)
+      << text.str();
+  EXPECT_NE(text.str().find("Model:" + sim_param(sim, "UIA")), std::string::npos);
+}
+
 TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
   start();
   int flash = 0, saves = 0, unloads = 0;
