@@ -327,6 +327,25 @@ void lf_units_command(FrmKstMain& f, int index) {
   }
 }
 
+// A new RS485 address letter for the instrument; the link follows it at once.
+void lf_change_id(FrmKstMain& f) {
+  std::string id = get_reply("ID");
+  auto typed = input_box("Current ID:" + id + kCrLf + "Enter New ID:", kProgram, id);
+  if (!typed) return;
+  if (typed->size() != 1) {
+    gib("ID must be a single character", "OK", kGibInfo, kProgram);
+    return;
+  }
+  char c = (*typed)[0];
+  if (c < '@' || c > '~') {
+    gib("ID should be a letter (Currently \"" + *typed + "\")", "OK", kGibInfo, kProgram);
+    return;
+  }
+  rs232_send_ok("ID" + *typed);
+  rs232_set_id(*typed);
+  refresh_channels(f, true);
+}
+
 // The instrument's option bits in "UCB", one check box a bit.
 void lf_flag_dialog(FrmKstMain& f) {
   int32_t value = get_si32("UCB");
@@ -788,6 +807,8 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
   } else if (c == 104) {
     frm_data_dir_show();
     f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
+  } else if (c == 105) {
+    lf_change_id(f);
   } else if (c == 109) {
     f.exit_requested = true;
   } else if (c == 203) {

@@ -469,6 +469,26 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
   EXPECT_FALSE(f.mn_filter.entries[9].checked);
 }
 
+TEST_F(FrmKstMainTest, ANewIdMustBeOneCharacterFromAtToTildeAndTheLinkFollowsIt) {
+  start();
+  op.expect_input_box("Enter New ID:", "BC");
+  op.expect_gib("ID must be a single character", 0);
+  kst_serve_command(f, 105);
+  op.expect_input_box("Current ID:A", "1");
+  op.expect_gib("ID should be a letter (Currently \"1\")", 0);
+  kst_serve_command(f, 105);
+  op.expect_input_box("", std::nullopt);
+  kst_serve_command(f, 105);
+  EXPECT_EQ(sim.config.address, 'A');
+
+  op.expect_input_box("Current ID:A\r\nEnter New ID:", "B");
+  kst_serve_command(f, 105);
+  EXPECT_EQ(sim.config.address, 'B');
+  EXPECT_EQ(rs232_id(), "B");
+  EXPECT_EQ(kst_round(f), KstRoundEnd::Next);
+  EXPECT_EQ(op.shown.size(), 6u) << "the next round is answered at the new address";
+}
+
 TEST_F(FrmKstMainTest, TheTerminationEntryWritesTheFlagWordOnlyWhenApplied) {
   start();
   op.expect_gibcb("RS485 Termination", 1, {0});  // toggled, then Cancel
