@@ -12,6 +12,7 @@
 #include "foundation/settings.h"
 #include "foundation/units.h"
 #include "foundation/version_notice.h"
+#include "instrument/tm_info.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "monitor/data_dir.h"
@@ -182,9 +183,11 @@ int lf_version_after(const std::string& text, char tag, size_t from) {
 // The session data the live display needs. The instrument answers "VR" with
 // "KSTs<stator>r<rotor>".
 void lf_read_session(FrmKstMain& f) {
+  // The instrument's record for everything beyond the live display (adjustment, tests).
+  get_data_ini(kKstFamily, false, "", 0, false);
   KstSession& s = f.session;
   s.tm_type = kKstFamily;
-  std::string vr = get_reply("VR");
+  std::string vr = tm_info_version(kSelVersion3, kTmInfoCurrent);
   size_t body = vr.find("KST");
   body = body == std::string::npos ? 0 : body + 3;
   s.stator_version = lf_version_after(vr, 's', body);

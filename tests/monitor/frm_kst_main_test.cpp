@@ -87,8 +87,12 @@ TEST_F(FrmKstMainTest, StartUpReachesTheFirstLiveMessageWithExactlyTheseRequests
   kst_init_session(f);
   EXPECT_EQ(f.caption, "GO");
   kst_round(f);
-  std::vector<std::string> session = {"VR",  "SD",   "UN1", "DS1", "CE1A", "UN2",
-                                      "DS2", "CE2A", "UN3", "DS3", "CE3A", "UCA"};
+  // The instrument's record first (identity and adjustment points), then the display's
+  // own: channels, units and full scales.
+  std::vector<std::string> session = {"VR",   "UIA",  "UIB", "UID",  "ID",   "UIC",  "CE1A",
+                                      "CE1B", "CE1C", "UCA", "CF1A", "CE1B", "CF1B", "CE1C",
+                                      "CF1C", "SD",   "UN1", "DS1",  "CE1A", "UN2",  "DS2",
+                                      "CE2A", "UN3",  "DS3", "CE3A", "UCA"};
   std::vector<std::string> expected = session;
   expected.insert(expected.end(), {"SD", "PWa", "PWA"});
   expected.insert(expected.end(), session.begin(), session.end());  // the channels again
