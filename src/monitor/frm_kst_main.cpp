@@ -12,6 +12,7 @@
 #include "foundation/settings.h"
 #include "foundation/units.h"
 #include "foundation/version_notice.h"
+#include "instrument/measure.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
@@ -594,6 +595,13 @@ std::string kst_firmware_notice(int stator, int rotor) {
 
 void refresh_channels(FrmKstMain& f, bool reload) {
   if (reload) lf_read_session(f);
+  // The filter entries name their cut-off; a family with fewer filters hides the rest.
+  for (size_t i = 0; i < f.mn_filter.entries.size(); ++i) {
+    KstMenuEntry& e = f.mn_filter.entries[i];
+    double hz = tm_info_filter_frequency(static_cast<double>(i), kTmInfoCurrent);
+    e.visible = hz >= 0;
+    if (hz >= 0) e.caption = hz == 0 ? "No Filter" : kw_format(hz, "0.###") + " Hz";
+  }
   bool expanded = f.mn_misc.entries.size() > 9 && f.mn_misc.entries[9].checked;
   const KstSession& s = f.session;
   for (int i = 0; i < 3; ++i) {

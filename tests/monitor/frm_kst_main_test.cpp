@@ -96,6 +96,7 @@ TEST_F(FrmKstMainTest, StartUpReachesTheFirstLiveMessageWithExactlyTheseRequests
   std::vector<std::string> expected = session;
   expected.insert(expected.end(), {"SD", "PWa", "PWA"});
   expected.insert(expected.end(), session.begin(), session.end());  // the channels again
+  expected.push_back("UCB");  // whether the highest filter is on, for the filter names
   expected.insert(expected.end(), {"UCB", "PS", "FL1", "TA", "IOI", "IOA", "IOB", "IOC", "IOD",
                                    "IOE", "IOF", "IOG", "IOH", "FL1"});
   expected.push_back("DE*");  // the first live message; the readouts follow at once
@@ -470,6 +471,9 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
   EXPECT_FALSE(kst_menu_entry(f, 203)->enabled);
   EXPECT_TRUE(kst_menu_entry(f, 109)->enabled);
   EXPECT_TRUE(f.mn_filter.entries[5].checked);
+  // Each filter entry names its cut-off in hertz.
+  for (const auto& e : f.mn_filter.entries)
+    if (e.visible) EXPECT_TRUE(e.caption == "No Filter" || e.caption.ends_with(" Hz")) << e.caption;
   EXPECT_FALSE(f.mn_filter.entries[9].checked);
 }
 
