@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "config/flash.h"
 #include "foundation/debug_log.h"
 #include "foundation/files.h"
 #include "foundation/hexstr.h"
@@ -111,28 +112,12 @@ void lf_build_menus(FrmKstMain& f) {
 
 // The commands this build serves; the others keep their entries, disabled.
 bool lf_command_available(int32_t c) {
-  switch (c) {
-    case 37:
-    case 38:
-    case 48:
-    case 50:
-    case 103:
-    case 104:
-    case 109:
-    case 400:
-    case 401:
-    case 402:
-    case 509:
-    case 1998:
-    case 3000:
-    case 3001:
-    case 3002:
-    case kCmdResize:
-      return true;
-    default:
-      return (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
-             (c >= kGestureCommandBase && c <= 31000);
-  }
+  static constexpr int32_t kServed[] = {37,  38,   48,   50,   103,  104,       105,
+                                        107, 109,  203,  400,  401,  402,       508,
+                                        509, 1998, 3000, 3001, 3002, kCmdResize};
+  return std::find(std::begin(kServed), std::end(kServed), c) != std::end(kServed) ||
+         (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
+         (c >= kGestureCommandBase && c <= 31000);
 }
 
 void lf_mark_unavailable(FrmKstMain& f) {
@@ -331,25 +316,6 @@ void lf_units_command(FrmKstMain& f, int index) {
   }
 }
 
-// A new RS485 address letter for the instrument; the link follows it at once.
-void lf_change_id(FrmKstMain& f) {
-  std::string id = get_reply("ID");
-  auto typed = input_box("Current ID:" + id + kCrLf + "Enter New ID:", kProgram, id);
-  if (!typed) return;
-  if (typed->size() != 1) {
-    gib("ID must be a single character", "OK", kGibInfo, kProgram);
-    return;
-  }
-  char c = (*typed)[0];
-  if (c < '@' || c > '~') {
-    gib("ID should be a letter (Currently \"" + *typed + "\")", "OK", kGibInfo, kProgram);
-    return;
-  }
-  rs232_send_ok("ID" + *typed);
-  rs232_set_id(*typed);
-  refresh_channels(f, true);
-}
-
 // The instrument's option bits in "UCB", one check box a bit.
 void lf_flag_dialog(FrmKstMain& f) {
   int32_t value = get_si32("UCB");
@@ -521,7 +487,10 @@ bool kst_timer1(FrmKstMain& f) {
   bool again = main_run(f, false);
   f.exit_requested = false;
   rs232_set_exit_flag(false);
-  if (f.hooks.flash_write) f.hooks.flash_write();
+  if (f.hooks.flash_write)
+    f.hooks.flash_write();
+  else
+    tm_info_flash_write(kTmInfoCurrent);
   if (f.hooks.auto_config_save) f.hooks.auto_config_save();
   if (!again) {
     f.exit_requested = true;
@@ -819,7 +788,12 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
     frm_data_dir_show();
     f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
   } else if (c == 105) {
-    lf_change_id(f);
+    tm_info_change_id(kKstFamily, [&f] { refresh_channels(f, true); });
+  } else if (c == 107) {
+    tm_info_flash_write(kTmInfoCurrent);
+  } else if (c == 508) {
+    flash_command_reset();
+    refresh_channels(f, true);
   } else if (c == 109) {
     f.exit_requested = true;
   } else if (c == 203) {

@@ -82,12 +82,14 @@ struct KstSession {
   double temperature_offset = 0;
 };
 
-// The procedures other parts of the program supply. Each empty one is skipped.
+// The procedures other parts of the program supply. Each empty one is skipped, unless
+// its comment names what stands in for it.
 struct KstHooks {
   // Finds the instrument and opens it (port selection, family probing); true when a port
   // talks. Empty: the port already attached to the link is used as it stands.
   std::function<bool()> open_port;
-  // The flash commit after a session, so that the operator's changes survive.
+  // The flash commit after a session, so that the operator's changes survive. Empty: the
+  // instrument's own commit ("@@", then "VR").
   std::function<void()> flash_write;
   // The automatic configuration save after a session.
   std::function<void()> auto_config_save;

@@ -122,6 +122,8 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.mn_misc.entries[5].caption, "Noise Filtered lbf-in  101 second x 7");
   EXPECT_EQ(f.mn_misc.entries[3].caption, "Noise Test:lbf-in");
   EXPECT_EQ(f.mn_misc.entries[9].shortcut, "F2");
+  for (int32_t served : {105, 107, 203, 508, 509})
+    EXPECT_TRUE(kst_menu_entry(f, served)->enabled) << served;
   // Units: four groups, a separator between each two.
   int separators = 0;
   for (const auto& e : f.mn_units.entries) separators += e.separator();
@@ -469,6 +471,8 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
   kst_init_session(f);
   EXPECT_FALSE(f.mn_units.entries[0].enabled);
   EXPECT_FALSE(kst_menu_entry(f, 203)->enabled);
+  EXPECT_FALSE(kst_menu_entry(f, 508)->enabled) << "Reset Flash sits past the lock's line";
+  EXPECT_TRUE(kst_menu_entry(f, 107)->enabled);
   EXPECT_TRUE(kst_menu_entry(f, 109)->enabled);
   EXPECT_TRUE(f.mn_filter.entries[5].checked);
   // Each filter entry names its cut-off in hertz.
@@ -562,6 +566,30 @@ TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
   EXPECT_EQ(seams.settings.get("KST", "Graphing", "Gridlines").value_or("").empty(), false);
   EXPECT_EQ(f.session.tm_type, kNoFamily);
   EXPECT_TRUE(rs232_exit_flag());
+}
+
+TEST_F(FrmKstMainTest, TheFlashIsCommittedByItsEntryAndAtTheEndOfEverySession) {
+  start();
+  sim_set_param(sim, "FL1", "4");
+  size_t before = port->requests().size();
+  kst_on_menu(f, f.mn_file, 7);  // "Write non-volatile memory"
+  kst_round(f);
+  std::vector<std::string> sent = requests_since(before);
+  ASSERT_GE(sent.size(), 2u);
+  EXPECT_EQ(sent[sent.size() - 2], "@@");
+  EXPECT_EQ(sent.back(), "VR");
+  EXPECT_EQ(sim.flash["FL1"], "4");
+
+  sim_set_param(sim, "FL1", "6");
+  bool asked = false;
+  set_event_pump([&] {
+    if (!asked && f.caption == "GO") {
+      asked = true;
+      kst_on_menu(f, f.mn_file, 9);
+    }
+  });
+  EXPECT_FALSE(kst_timer1(f));
+  EXPECT_EQ(sim.flash["FL1"], "6") << "what the operator changed survives the session";
 }
 
 TEST_F(FrmKstMainTest, ChangeCommportLeavesThroughTheFlashWriteAndStartsAgain) {
