@@ -55,6 +55,15 @@ class FrmKstMainTest : public test::SeamsTest {
     kst_load(f);
     kst_init_session(f);
   }
+  // Clicks a menu entry as soon as the session runs its rounds.
+  void click_when_running(const KstMenu& menu, int index) {
+    set_event_pump([this, &menu, index, clicked = false]() mutable {
+      if (!clicked && f.caption == "GO") {
+        clicked = true;
+        kst_on_menu(f, menu, index);
+      }
+    });
+  }
   std::vector<std::string> requests_since(size_t from) const {
     auto all = port->requests();
     return {all.begin() + static_cast<long>(std::min(from, all.size())), all.end()};
@@ -551,13 +560,7 @@ TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
   f.exit_requested = false;
   rs232_set_exit_flag(false);
   port->drop_replies(0);
-  bool asked = false;
-  set_event_pump([&] {
-    if (!asked && f.caption == "GO") {
-      asked = true;
-      kst_on_menu(f, f.mn_file, 9);  // "Exit"
-    }
-  });
+  click_when_running(f.mn_file, 9);
   f.graph.cb_gridlines = true;
   EXPECT_FALSE(kst_timer1(f));
   EXPECT_EQ(flash, 1);
@@ -581,13 +584,7 @@ TEST_F(FrmKstMainTest, TheFlashIsCommittedByItsEntryAndAtTheEndOfEverySession) {
   EXPECT_EQ(sim.flash["FL1"], "4");
 
   sim_set_param(sim, "FL1", "6");
-  bool asked = false;
-  set_event_pump([&] {
-    if (!asked && f.caption == "GO") {
-      asked = true;
-      kst_on_menu(f, f.mn_file, 9);
-    }
-  });
+  click_when_running(f.mn_file, 9);
   EXPECT_FALSE(kst_timer1(f));
   EXPECT_EQ(sim.flash["FL1"], "6") << "what the operator changed survives the session";
 }
@@ -598,13 +595,7 @@ TEST_F(FrmKstMainTest, ChangeCommportLeavesThroughTheFlashWriteAndStartsAgain) {
   int flash = 0;
   f.hooks.flash_write = [&] { ++flash; };
   f.command = 0;
-  bool asked = false;
-  set_event_pump([&] {
-    if (!asked && f.caption == "GO") {
-      asked = true;
-      kst_on_menu(f, f.mn_file, 3);
-    }
-  });
+  click_when_running(f.mn_file, 3);
   EXPECT_TRUE(kst_timer1(f));
   EXPECT_EQ(flash, 1);
   EXPECT_TRUE(f.timer1_enabled);
