@@ -485,8 +485,11 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
   EXPECT_TRUE(kst_menu_entry(f, 109)->enabled);
   EXPECT_TRUE(f.mn_filter.entries[5].checked);
   // Each filter entry names its cut-off in hertz.
-  for (const auto& e : f.mn_filter.entries)
-    if (e.visible) EXPECT_TRUE(e.caption == "No Filter" || e.caption.ends_with(" Hz")) << e.caption;
+  for (const auto& e : f.mn_filter.entries) {
+    if (e.visible) {
+      EXPECT_TRUE(e.caption == "No Filter" || e.caption.ends_with(" Hz")) << e.caption;
+    }
+  }
   EXPECT_FALSE(f.mn_filter.entries[9].checked);
 }
 
