@@ -10,6 +10,7 @@
 #include "build_info.h"
 #include "foundation/platform.h"
 #include "qt/frm_data_dir_dialog.h"
+#include "qt/headless_app.h"
 #include "qt/main_window.h"
 #include "qt/qt_operator.h"
 #include "qt/qt_settings_store.h"
@@ -26,6 +27,7 @@ void print_usage() {
       "  -nonewversioncheck  skip the notice of a different version in the release folder\n"
       "  --version           print the version and end\n"
       "  --help              this text\n");
+  std::fputs(ovn::kHeadlessHelp, stdout);
 }
 
 }  // namespace
@@ -45,6 +47,8 @@ int main(int argc, char** argv) {
     line += argv[i];
   }
   ovn::set_command_line(line);
+  ovn::HeadlessArgs headless = ovn::headless_parse_args({argv + 1, argv + argc});
+  if (headless.headless) return ovn::qt::headless_main(argc, argv, headless);
 
   QApplication app(argc, argv);
   QApplication::setApplicationName(ovn::build::program_name);

@@ -1,0 +1,131 @@
+// End to end over a real pseudo-terminal: the ovn-sim program serves a simulated KST, the
+// Qt serial adapter opens its device, and the headless run finds the instrument through
+// the whole family search at the emulated line speed. Real time, bounded waits.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "foundation/debug_log.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "monitor/headless.h"
+#include "qt/qt_serial_port.h"
+#include "support/qt_application.h"
+#include "support/seams.h"
+
+namespace ovn {
+namespace {
+
+#ifdef OVN_SIM_EXE
+
+// ovn-sim running as a child process; stopped (and reaped) when this goes.
+class OvnSim {
+ public:
+  explicit OvnSim(const char* family) {
+    int out[2];
+    if (::pipe(out) != 0) return;
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(out[1], 1);
+      ::close(out[0]);
+      ::close(out[1]);
+      ::execl(OVN_SIM_EXE, "ovn-sim", "--family", family, "--noise", "0",
+              static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    ::close(out[1]);
+    out_ = out[0];
+    // Its first line names the device; it comes at once or not at all.
+    char c;
+    pollfd p{out_, POLLIN, 0};
+    while (::poll(&p, 1, 5000) > 0 && ::read(out_, &c, 1) == 1 && c != '\n') path_ += c;
+  }
+  ~OvnSim() {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGTERM);
+      int status = 0;
+      bool gone = false;
+      for (int i = 0; i < 300 && !gone; ++i) {
+        gone = ::waitpid(pid_, &status, WNOHANG) == pid_;
+        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+      if (!gone) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, &status, 0);
+      }
+    }
+    if (out_ >= 0) ::close(out_);
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  pid_t pid_ = -1;
+  int out_ = -1;
+  std::string path_;
+};
+
+class HeadlessPtyTest : public test::SeamsTest {
+ protected:
+  HeadlessPtyTest() {
+    test::qt_application();
+    set_clock(nullptr);  // a real line: real time
+    rs232_reset_state();
+    selcom_reset_state();
+    tm_info_reset_state();
+    debug_log_reset();
+    set_command_line("-nocommportscan");  // the one device is every port number
+  }
+  ~HeadlessPtyTest() override {
+    set_command_line("");
+    selcom_reset_state();
+    rs232_reset_state();
+    tm_info_reset_state();
+  }
+};
+
+TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecord) {
+  OvnSim sim("KST");
+  ASSERT_EQ(sim.path().rfind("/dev/", 0), 0u) << sim.path();
+  qt::QtSerialPort port(sim.path());
+  std::ostringstream out, err;
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(headless_run(port, FailurePolicy::Abort, out, err), kHeadlessOk) << err.str();
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_EQ(out.str(),
+            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "family=KST\n"
+            "firmware=KSTs150r40\n"
+            "fs_lbfin=2001.0002\n"
+            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+  EXPECT_EQ(err.str(), "");
+  EXPECT_FALSE(port.is_open());
+  EXPECT_LT(seconds, 60) << "the search of the families before the KST took too long";
+}
+
+TEST_F(HeadlessPtyTest, AFamilyThatIsNotSearchedForLeavesTheRunAbortedWithTheFormText) {
+  // An S350+ is found only when named: the automatic search hears it but takes it for none
+  // of the families it looks for.
+  OvnSim sim("S350+");
+  ASSERT_EQ(sim.path().rfind("/dev/", 0), 0u) << sim.path();
+  qt::QtSerialPort port(sim.path());
+  std::ostringstream out, err;
+  EXPECT_PROCESS_EXIT(headless_run(port, FailurePolicy::Abort, out, err), kHeadlessAborted);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(err.str().rfind("[Choose COM port for ", 0), 0u) << err.str();
+  EXPECT_NE(err.str().find("ovn-kst: aborted, nothing saved (exit code 1)\n"), std::string::npos)
+      << err.str();
+}
+
+#endif
+
+}  // namespace
+}  // namespace ovn
