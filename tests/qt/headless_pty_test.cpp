@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "foundation/debug_log.h"
 #include "instrument/tm_info.h"
@@ -21,6 +23,7 @@
 #include "qt/qt_serial_port.h"
 #include "support/qt_application.h"
 #include "support/seams.h"
+#include "support/temp_dir.h"
 
 namespace ovn {
 namespace {
@@ -123,6 +126,88 @@ TEST_F(HeadlessPtyTest, AFamilyThatIsNotSearchedForLeavesTheRunAbortedWithTheFor
   EXPECT_EQ(err.str().rfind("[Choose COM port for ", 0), 0u) << err.str();
   EXPECT_NE(err.str().find("ovn-kst: aborted, nothing saved (exit code 1)\n"), std::string::npos)
       << err.str();
+}
+
+#endif
+
+#ifdef OVN_KST_EXE
+
+struct ProgramRun {
+  int code = -1;  // -1: did not end in time (then killed)
+  std::string out, err;
+};
+
+// Runs ovn-kst with `args`, settings and log in `home`, for at most `seconds`.
+ProgramRun run_ovn_kst(const std::vector<std::string>& args, const std::string& home, int seconds) {
+  ProgramRun run;
+  int out[2], err[2];
+  if (::pipe(out) != 0 || ::pipe(err) != 0) return run;
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    ::dup2(out[1], 1);
+    ::dup2(err[1], 2);
+    for (int fd : {out[0], out[1], err[0], err[1]}) ::close(fd);
+    ::setenv("HOME", home.c_str(), 1);
+    ::setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+    ::setenv("OVN_CONFIG_DIR", (home + "/config").c_str(), 1);
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    std::vector<char*> argv{const_cast<char*>("ovn-kst")};
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    ::execv(OVN_KST_EXE, argv.data());
+    ::_exit(127);
+  }
+  ::close(out[1]);
+  ::close(err[1]);
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  pollfd p[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string* into[2] = {&run.out, &run.err};
+  int open_pipes = 2;
+  while (open_pipes > 0 && std::chrono::steady_clock::now() < deadline) {
+    if (::poll(p, 2, 100) <= 0) continue;
+    for (int i = 0; i < 2; ++i) {
+      if (p[i].fd < 0 || !(p[i].revents & (POLLIN | POLLHUP))) continue;
+      char buf[512];
+      ssize_t n = ::read(p[i].fd, buf, sizeof buf);
+      if (n > 0) {
+        into[i]->append(buf, size_t(n));
+      } else {
+        p[i].fd = -1;
+        --open_pipes;
+      }
+    }
+  }
+  int status = 0;
+  if (open_pipes > 0) ::kill(pid, SIGKILL);
+  ::waitpid(pid, &status, 0);
+  if (open_pipes == 0 && WIFEXITED(status)) run.code = WEXITSTATUS(status);
+  ::close(out[0]);
+  ::close(err[0]);
+  return run;
+}
+
+TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZero) {
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--simulate", "-nocommportscan"}, home.path(), 60);
+  EXPECT_EQ(run.code, kHeadlessOk) << run.err;
+  EXPECT_EQ(run.out,
+            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "family=KST\n"
+            "firmware=KSTs150r40\n"
+            "fs_lbfin=2001.0002\n"
+            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+}
+
+TEST(OvnKstHeadless, AWordItDoesNotTakeEndsTheRunWithExitCode3AndTheReason) {
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--on-failure", "later"}, home.path(), 30);
+  EXPECT_EQ(run.code, kHeadlessBadArgs);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "ovn-kst: --on-failure takes retry, skip or abort\n");
+  ProgramRun help = run_ovn_kst({"--help"}, home.path(), 30);
+  EXPECT_EQ(help.code, 0);
+  EXPECT_NE(help.out.find("  --headless "), std::string::npos) << help.out;
+  EXPECT_NE(help.out.find("  --on-failure WHAT "), std::string::npos) << help.out;
 }
 
 #endif
