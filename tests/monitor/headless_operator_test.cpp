@@ -93,20 +93,5 @@ TEST_F(HeadlessOperatorTest, PlainQuestionsAreAnsweredWithoutCommittingToAnythin
       << text.str();
 }
 
-TEST(FailurePolicyWords, OnlyTheThreeLowerCaseWordsAreTaken) {
-  FailurePolicy p = FailurePolicy::Abort;
-  EXPECT_TRUE(failure_policy_parse("retry", p));
-  EXPECT_EQ(p, FailurePolicy::Retry);
-  EXPECT_TRUE(failure_policy_parse("skip", p));
-  EXPECT_EQ(p, FailurePolicy::Skip);
-  EXPECT_TRUE(failure_policy_parse("abort", p));
-  EXPECT_EQ(p, FailurePolicy::Abort);
-  for (const char* word : {"", "Retry", "ignore", "abort "}) {
-    p = FailurePolicy::Skip;
-    EXPECT_FALSE(failure_policy_parse(word, p)) << word;
-    EXPECT_EQ(p, FailurePolicy::Skip) << "a refused word leaves the policy as it was";
-  }
-}
-
 }  // namespace
 }  // namespace ovn::test
