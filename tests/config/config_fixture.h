@@ -1,0 +1,75 @@
+#pragma once
+// A link to a simulated instrument on the virtual clock, with the scripted operator and a
+// temporary folder: what the configuration tests run against.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "config/tm_file.h"
+#include "foundation/debug_log.h"
+#include "foundation/kw.h"
+#include "link/rs232.h"
+#include "sim/sim_instrument.h"
+#include "sim/sim_port.h"
+#include "support/scripted_operator.h"
+#include "support/seams.h"
+#include "support/temp_dir.h"
+
+namespace ovn::test {
+
+class ConfigFixture : public SeamsTest {
+ protected:
+  explicit ConfigFixture(SimFamily family = SimFamily::Kst) { connect(family); }
+  ~ConfigFixture() override { rs232_reset_state(); }
+
+  // A fresh instrument of `family` on a fresh line at its own baud, transcript cleared.
+  void connect(SimFamily family) {
+    rs232_reset_state();
+    debug_log_reset();
+    SimConfig config;
+    config.family = family;
+    sim_init(sim, config);
+    port = std::make_unique<SimPort>(sim);
+    rs232_attach(*port, sim_family_has_address(family) ? "A" : "");
+    // The relaxed wait lets the simulated line move the virtual clock on.
+    rs232_set_relaxed(true);
+    ASSERT_EQ(rs232_open(*port, std::to_string(sim_family_baud(family))), "");
+    port->clear_transcript();
+  }
+
+  // The KST as the session would describe it.
+  static ConfigInstrument kst() {
+    ConfigInstrument k;
+    k.tm_type = kTmKst;
+    k.tm_name = "KSTM";
+    k.file_extension = ".611";
+    k.file_name = "Simulated_Customer.ZQVD9880002V-SIM0001.S1.611";
+    k.uid = "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-COM1";
+    k.firmware = "150";
+    k.version1 = 150;
+    k.uvpv_per_raw = 0.024635402112829115;
+    return k;
+  }
+
+  std::vector<std::string> requests() const { return port->requests(); }
+  int count_requests(const std::string& message) const {
+    auto r = requests();
+    return static_cast<int>(std::count(r.begin(), r.end(), message));
+  }
+  static std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> out = kw_split(text, "\r\n");
+    if (!out.empty() && out.back().empty()) out.pop_back();
+    return out;
+  }
+
+  SimInstrument sim;
+  std::unique_ptr<SimPort> port;
+  ScriptedOperator op;
+  TempDir dir;
+};
+
+}  // namespace ovn::test
