@@ -14,6 +14,7 @@
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "qt/frm_data_dir_dialog.h"
+#include "qt/headless_app.h"
 #include "qt/main_window.h"
 #include "qt/qt_operator.h"
 #include "qt/qt_serial_port.h"
@@ -34,6 +35,7 @@ void print_usage() {
       "  --screenshot PATH   save a picture of the main window after 6 s of live data, then end\n"
       "  --version           print the version and end\n"
       "  --help              this text\n");
+  std::fputs(ovn::kHeadlessHelp, stdout);
 }
 
 }  // namespace
@@ -53,6 +55,8 @@ int main(int argc, char** argv) {
     line += argv[i];
   }
   ovn::set_command_line(line);
+  ovn::HeadlessArgs headless = ovn::headless_parse_args({argv + 1, argv + argc});
+  if (headless.headless) return ovn::qt::headless_main(argc, argv, headless);
 
   QApplication app(argc, argv);
   QApplication::setApplicationName(ovn::build::program_name);
