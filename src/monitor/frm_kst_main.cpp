@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "config/config_commands.h"
 #include "config/flash.h"
 #include "foundation/debug_log.h"
 #include "foundation/files.h"
@@ -112,8 +113,8 @@ void lf_build_menus(FrmKstMain& f) {
 
 // The commands this build serves; the others keep their entries, disabled.
 bool lf_command_available(int32_t c) {
-  static constexpr int32_t kServed[] = {37,  38,   48,   50,   103,  104,       105,
-                                        107, 109,  203,  400,  401,  402,       508,
+  static constexpr int32_t kServed[] = {37,  38,   48,   50,   100,  101,       103, 104,
+                                        105, 107,  109,  203,  400,  401,       402, 508,
                                         509, 1998, 3000, 3001, 3002, kCmdResize};
   return std::find(std::begin(kServed), std::end(kServed), c) != std::end(kServed) ||
          (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
@@ -491,7 +492,10 @@ bool kst_timer1(FrmKstMain& f) {
     f.hooks.flash_write();
   else
     tm_info_flash_write(kTmInfoCurrent);
-  if (f.hooks.auto_config_save) f.hooks.auto_config_save();
+  if (f.hooks.auto_config_save)
+    f.hooks.auto_config_save();
+  else
+    tm_file_session_end_save();
   if (!again) {
     f.exit_requested = true;
     rs232_set_exit_flag(true);
@@ -755,6 +759,8 @@ void kst_refresh_readouts(FrmKstMain& f) {
 }
 
 bool main_run(FrmKstMain& f, bool /*restart*/) {
+  // A configuration load commits to flash and reads the session again when it is done.
+  tm_file_use_session(tm_info_flash_write_family);
   kst_init_session(f);
   for (;;) {
     switch (kst_round(f)) {
@@ -784,6 +790,11 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
     lf_apply_channel_labels(f);
   } else if (c == kCmdChangePort) {
     return false;
+  } else if (c == 100) {
+    tm_file_command_save();
+  } else if (c == 101) {
+    int32_t channels = f.session.channels;
+    if (tm_file_command_load(channels) >= 0) refresh_channels(f, true);
   } else if (c == 104) {
     frm_data_dir_show();
     f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -131,7 +133,7 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.mn_misc.entries[5].caption, "Noise Filtered lbf-in  101 second x 7");
   EXPECT_EQ(f.mn_misc.entries[3].caption, "Noise Test:lbf-in");
   EXPECT_EQ(f.mn_misc.entries[9].shortcut, "F2");
-  for (int32_t served : {105, 107, 203, 508, 509})
+  for (int32_t served : {100, 101, 105, 107, 203, 508, 509})
     EXPECT_TRUE(kst_menu_entry(f, served)->enabled) << served;
   // Units: four groups, a separator between each two.
   int separators = 0;
@@ -588,8 +590,16 @@ TEST_F(FrmKstMainTest, TheFlashIsCommittedByItsEntryAndAtTheEndOfEverySession) {
 
   sim_set_param(sim, "FL1", "6");
   click_when_running(f.mn_file, 9);
+  std::filesystem::path backups = test::scratch_documents_folder() + "/OVN-Configurations";
+  std::filesystem::remove_all(backups);
   EXPECT_FALSE(kst_timer1(f));
   EXPECT_EQ(sim.flash["FL1"], "6") << "what the operator changed survives the session";
+  // ... and the configuration as it left is kept in a file of its own.
+  std::vector<std::filesystem::path> saved;
+  for (const auto& e : std::filesystem::directory_iterator(backups)) saved.push_back(e.path());
+  ASSERT_EQ(saved.size(), 1u);
+  std::string text = test::TempDir::read(saved[0].string()).value_or("");
+  EXPECT_NE(text.find("\nFL1"), std::string::npos) << text.substr(0, 400);
 }
 
 TEST_F(FrmKstMainTest, ChangeCommportLeavesThroughTheFlashWriteAndStartsAgain) {
