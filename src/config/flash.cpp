@@ -1,5 +1,7 @@
 #include "config/flash.h"
 
+#include "instrument/identify.h"
+
 #include <optional>
 
 #include "foundation/debug_log.h"
@@ -165,16 +167,7 @@ bool tm_info_has_flash(int32_t family) {
 
 bool tm_info_has_id(int32_t family) {
   check_family(family, "tm_info_has_id");
-  switch (family) {
-    case kTmRdx:
-    case kTmKslw:
-    case kTmKst:
-    case kTmS350:
-    case kTmS350Plus:
-      return true;
-    default:
-      return false;
-  }
+  return tm_family_has_address(family);
 }
 
 bool tm_info_flash_write(int32_t session) {

@@ -1,17 +1,380 @@
 #include "qt/main_window.h"
 
-#include <QLabel>
+#include <QAction>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QVBoxLayout>
 
-#include "build_info.h"
+#include "foundation/version_notice.h"
+#include "qt/chart_widget.h"
 
 namespace ovn::qt {
 
+namespace {
+
+QString qs(const std::string& text) {
+  return QString::fromLatin1(text.data(), static_cast<int>(text.size()));
+}
+std::string ls(const QString& text) {
+  return text.toLatin1().toStdString();
+}
+// Line ends of the model's captions are CR LF; a label breaks at LF alone.
+QString caption_text(const std::string& text) {
+  return qs(text).remove(QChar('\r'));
+}
+
+QString color_style(int32_t word) {
+  if (word < 0) return {};
+  return QString("background-color: #%1%2%3;")
+      .arg(word & 0xFF, 2, 16, QChar('0'))
+      .arg((word >> 8) & 0xFF, 2, 16, QChar('0'))
+      .arg((word >> 16) & 0xFF, 2, 16, QChar('0'));
+}
+
+// The splash: program, version and device over the start-up, on top of the main window
+// until its time is up or a key is pressed; the start-up does not wait for it.
+class SplashWindow : public QFrame {
+ public:
+  explicit SplashWindow(int ms) : QFrame(nullptr, Qt::SplashScreen | Qt::WindowStaysOnTopHint) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setFrameShape(QFrame::Box);
+    auto* v = new QVBoxLayout(this);
+    auto add = [&](const QString& text, int points, bool bold) {
+      auto* l = new QLabel(text, this);
+      QFont f = l->font();
+      f.setPointSize(points);
+      f.setBold(bold);
+      l->setFont(f);
+      l->setAlignment(Qt::AlignCenter);
+      v->addWidget(l);
+    };
+    add("KST", 28, true);                                                    // pic_device
+    add("ovn-kst", 20, true);                                                // lb_program_name
+    add("Version " + QString::fromStdString(kw_version_text()), 11, false);  // lb_version
+    add("Windows interface to the Kestrel Torquemeter", 11, false);          // lb_description
+    setMinimumSize(460, 240);
+    QTimer::singleShot(ms, this, &QWidget::close);
+  }
+
+ protected:
+  void keyPressEvent(QKeyEvent*) override { close(); }
+};
+
+int button_of(Qt::MouseButton b) {
+  return b == Qt::LeftButton ? 1 : b == Qt::RightButton ? 2 : 0;
+}
+
+void show_control(QWidget* w, const KstControl& c, const QString& extra_style = {}) {
+  w->setVisible(c.visible);
+  w->setEnabled(c.enabled);
+  QString tip = caption_text(c.tool_tip);
+  if (w->toolTip() != tip) w->setToolTip(tip);
+  QString style = color_style(c.back_color) + extra_style;
+  if (w->styleSheet() != style) w->setStyleSheet(style);
+}
+
+void show_label(QLabel* l, const KstControl& c, const QString& extra_style = {}) {
+  QString text = caption_text(c.caption);
+  if (l->text() != text) l->setText(text);
+  show_control(l, c, extra_style);
+}
+
+}  // namespace
+
+int shift_state(Qt::KeyboardModifiers m) {
+  return (m & Qt::ShiftModifier ? 1 : 0) + (m & Qt::ControlModifier ? 2 : 0) +
+         (m & Qt::AltModifier ? 4 : 0);
+}
+
+void PressLabel::mousePressEvent(QMouseEvent* event) {
+  int button = button_of(event->button());
+  if (button && on_press) on_press(button, shift_state(event->modifiers()));
+  QLabel::mousePressEvent(event);
+}
+
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
-  setWindowTitle(QString("%1 %2").arg(build::program_name, build::version));
-  auto* label = new QLabel(tr("No instrument connected."), this);
-  label->setAlignment(Qt::AlignCenter);
-  setCentralWidget(label);
-  resize(900, 600);
+  auto* central = new QWidget(this);
+  auto* outer = new QVBoxLayout(central);
+
+  // The readouts: value, unit and max/min per channel.
+  auto* readouts = new QGridLayout;
+  QFont big = font();
+  big.setPointSize(big.pointSize() * 2);
+  big.setBold(true);
+  for (int i = 0; i < 3; ++i) {
+    lb_data_[i] = new PressLabel(central);
+    lb_data_[i]->setFont(big);
+    lb_data_[i]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    lb_data_[i]->setMinimumWidth(170);
+    lb_data_[i]->on_press = [this, i](int b, int s) {
+      kst_on_mouse_down(model_, "lb_data", i, b, s);
+    };
+    lb_units_[i] = new PressLabel(central);
+    lb_units_[i]->on_press = [this, i](int b, int s) {
+      kst_on_mouse_down(model_, "lb_units", i, b, s);
+    };
+    lb_mxmn_[i] = new PressLabel(central);
+    lb_mxmn_[i]->on_press = [this, i](int b, int s) {
+      kst_on_mouse_down(model_, "lb_mxmn", i, b, s);
+    };
+    lb_data_[i]->setObjectName(QString("lb_data%1").arg(i));
+    lb_units_[i]->setObjectName(QString("lb_units%1").arg(i));
+    lb_mxmn_[i]->setObjectName(QString("lb_mxmn%1").arg(i));
+    readouts->addWidget(lb_data_[i], 0, 2 * i);
+    readouts->addWidget(lb_units_[i], 0, 2 * i + 1);
+    readouts->addWidget(lb_mxmn_[i], 1, 2 * i, 1, 2);
+  }
+  outer->addLayout(readouts);
+
+  // The chart with its limit boxes: upper limits above, lower limits below.
+  auto* limits_top = new QHBoxLayout;
+  auto* limits_bottom = new QHBoxLayout;
+  for (int i = 0; i < 6; ++i) {
+    auto* box = new QLineEdit(central);
+    box->setMaximumWidth(110);
+    box->installEventFilter(this);
+    connect(box, &QLineEdit::textEdited, this, [this, i](const QString& text) {
+      model_.graph.txt_grlimits[i] = ls(text);
+      txt_grlimits_change(model_.graph, i);
+    });
+    box->setObjectName(QString("txt_grlimits%1").arg(i));
+    txt_grlimits_[i] = box;
+    (i < 3 ? limits_top : limits_bottom)->addWidget(box);
+  }
+  limits_top->addStretch();
+  lb_xy_ = new PressLabel(central);
+  limits_bottom->addWidget(lb_xy_, 1);
+  outer->addLayout(limits_top);
+  chart_ = new ChartWidget(central);
+  chart_->setMinimumSize(600, 300);
+  chart_->on_press([this](int b, int s, double x, double y) {
+    kst_on_mouse_down(model_, "pic_graph", 0, b, s, x, y);
+  });
+  chart_->on_resized([this] { kst_on_resize(model_); });
+  outer->addWidget(chart_, 1);
+  outer->addLayout(limits_bottom);
+  model_.graph.canvas = chart_;
+
+  // Buttons and the small readouts.
+  auto* row = new QHBoxLayout;
+  for (int i = 0; i < 3; ++i) row->addWidget(add_button(model_.btn_cmd[i], "btn_cmd", i));
+  row->addSpacing(12);
+  for (int i = 0; i < 3; ++i) row->addWidget(add_button(model_.btn_cal[i], "btn_cal", i));
+  row->addSpacing(12);
+  row->addWidget(add_button(model_.btn_pause, "btn_pause", 0));
+  row->addWidget(add_button(model_.btn_clrscrn, "btn_clrscrn", 0));
+  row->addWidget(add_button(model_.btn_pwr135, "btn_pwr135", 0));
+  row->addStretch();
+  outer->addLayout(row);
+
+  auto* status = new QHBoxLayout;
+  txt_sec_per_screen_ = new QLineEdit(central);
+  txt_sec_per_screen_->setMaximumWidth(60);
+  connect(txt_sec_per_screen_, &QLineEdit::editingFinished, this,
+          [this] { lf_change_scalewidth(model_.graph, ls(txt_sec_per_screen_->text())); });
+  status->addWidget(txt_sec_per_screen_);
+  status->addWidget(
+      new QLabel(qs(model_.lb_sec_per_screen.caption.empty() ? "sec/screen"
+                                                             : model_.lb_sec_per_screen.caption),
+                 central));
+  cb_gridlines_ = new QCheckBox("Gridlines", central);
+  connect(cb_gridlines_, &QCheckBox::toggled, this,
+          [this](bool on) { model_.graph.cb_gridlines = on; });
+  cb_dots_ = new QCheckBox("Graph with dots", central);
+  connect(cb_dots_, &QCheckBox::toggled, this, [this](bool on) { model_.graph.cb_dots = on; });
+  status->addWidget(cb_gridlines_);
+  status->addWidget(cb_dots_);
+  for (int n = 0; n < 8; ++n) {
+    sh_io_[n] = new QLabel(central);
+    sh_io_[n]->setFixedSize(10, 10);
+    sh_io_[n]->setFrameShape(QFrame::Box);
+    lb_io_[n] = new QLabel(central);
+    status->addWidget(sh_io_[n]);
+    status->addWidget(lb_io_[n]);
+  }
+  status->addStretch();
+  lb_hz_ = new PressLabel(central);
+  lb_hz_->setObjectName("lb_hz");
+  lb_hz_->on_press = [this](int b, int s) { kst_on_mouse_down(model_, "lb_hz", 0, b, s); };
+  lb_temperature_ = new PressLabel(central);
+  lb_temperature_->on_press = [this](int b, int s) {
+    kst_on_mouse_down(model_, "lb_temperature", 0, b, s);
+  };
+  lb_time_now_ = new PressLabel(central);
+  status->addWidget(lb_temperature_);
+  status->addSpacing(12);
+  status->addWidget(lb_hz_);
+  status->addSpacing(12);
+  status->addWidget(lb_time_now_);
+  outer->addLayout(status);
+  setCentralWidget(central);
+
+  model_.window_color = [this] {
+    QColor c = palette().color(QPalette::Window);
+    return static_cast<int32_t>(c.red() | (c.green() << 8) | (c.blue() << 16));
+  }();
+  model_.hooks.layout = [this] { graph_clear(model_.graph); };
+  model_.hooks.unload = [this] { close(); };
+  model_.hooks.show_splash = [](int ms) { (new SplashWindow(ms))->show(); };
+
+  render_timer_.setInterval(100);
+  connect(&render_timer_, &QTimer::timeout, this, &MainWindow::render);
+  resize(1100, 720);
+}
+
+MainWindow::~MainWindow() {
+  model_.graph.canvas = nullptr;
+}
+
+QPushButton* MainWindow::add_button(KstControl& control, const std::string& name, int index) {
+  auto* b = new QPushButton(centralWidget());
+  b->setContextMenuPolicy(Qt::PreventContextMenu);
+  b->installEventFilter(this);
+  b->setObjectName(qs(name) + QString::number(index));
+  b->setProperty("ovn_name", qs(name));
+  b->setProperty("ovn_index", index);
+  buttons_.push_back({b, &control});
+  return b;
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() != QEvent::MouseButtonPress) return QMainWindow::eventFilter(watched, event);
+  auto* me = static_cast<QMouseEvent*>(event);
+  int button = button_of(me->button());
+  int shift = shift_state(me->modifiers());
+  for (int i = 0; i < 6; ++i) {
+    if (watched == txt_grlimits_[i] && shift != 0 && button) {
+      kst_on_mouse_down(model_, "txt_grlimits", i, button, shift);
+      return true;
+    }
+  }
+  if (auto* b = qobject_cast<QPushButton*>(watched); b && button && b->isEnabled()) {
+    kst_on_button(model_, ls(b->property("ovn_name").toString()), b->property("ovn_index").toInt(),
+                  button, shift);
+  }
+  return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::build_menus() {
+  menuBar()->clear();
+  actions_.clear();
+  auto fill = [this](QMenu* menu, KstMenu& m) {
+    for (size_t i = 0; i < m.entries.size(); ++i) {
+      const KstMenuEntry& e = m.entries[i];
+      if (e.separator()) {
+        menu->addSeparator();
+        continue;
+      }
+      QAction* a = menu->addAction(qs(e.caption));
+      if (!e.shortcut.empty()) a->setShortcut(QKeySequence(qs(e.shortcut)));
+      int index = static_cast<int>(i);
+      connect(a, &QAction::triggered, this, [this, &m, index] { kst_on_menu(model_, m, index); });
+      actions_.push_back({a, {&m, index}});
+    }
+    menu->setToolTipsVisible(true);
+  };
+  for (KstMenu* m : kst_menus(model_)) {
+    if (m->caption.empty()) continue;
+    QMenu* menu = menuBar()->addMenu(qs(m->caption));
+    fill(menu, *m);
+    if (m == &model_.mn_misc) {
+      menu->addSeparator();  // mn_oihser
+      fill(menu, model_.mn_temperature);
+      menu->addSeparator();  // mn_oisher
+      fill(menu, model_.mn_pwr);
+    }
+  }
+}
+
+void MainWindow::start() {
+  kst_load(model_);
+  build_menus();
+  render();
+  render_timer_.start();
+  if (model_.timer1_enabled) QTimer::singleShot(100, this, &MainWindow::run_session);
+}
+
+void MainWindow::run_session() {
+  in_session_ = true;
+  bool again = kst_timer1(model_);
+  in_session_ = false;
+  if (again) QTimer::singleShot(100, this, &MainWindow::run_session);
+}
+
+void MainWindow::render() {
+  FrmKstMain& f = model_;
+  QString title = qs(f.caption);
+  if (windowTitle() != title) setWindowTitle(title);
+  for (int i = 0; i < 3; ++i) {
+    // The value takes the channel's pen colour as its text colour, on the window's ground.
+    KstControl data = f.lb_data[i];
+    int32_t pen = data.back_color;
+    data.back_color = -1;
+    show_label(lb_data_[i], data,
+               QString("color: #%1%2%3;")
+                   .arg(pen & 0xFF, 2, 16, QChar('0'))
+                   .arg((pen >> 8) & 0xFF, 2, 16, QChar('0'))
+                   .arg((pen >> 16) & 0xFF, 2, 16, QChar('0')));
+    show_label(lb_units_[i], f.lb_units[i]);
+    show_label(lb_mxmn_[i], f.lb_mxmn[i]);
+  }
+  show_label(lb_hz_, f.lb_hz);
+  show_label(lb_temperature_, f.lb_temperature);
+  show_label(lb_time_now_, f.lb_time_now);
+  show_label(lb_xy_, f.lb_xy);
+  for (int n = 0; n < 8; ++n) {
+    show_label(lb_io_[n], f.lb_io[n]);
+    show_control(sh_io_[n], f.sh_io[n]);
+  }
+  for (auto& [b, c] : buttons_) {
+    QString text = caption_text(c->caption);
+    if (b->text() != text) b->setText(text);
+    show_control(b, *c);
+  }
+  for (int i = 0; i < 6; ++i) {
+    QString text = qs(f.graph.txt_grlimits[i]);
+    if (!txt_grlimits_[i]->hasFocus() && txt_grlimits_[i]->text() != text)
+      txt_grlimits_[i]->setText(text);
+    txt_grlimits_[i]->setToolTip(qs(f.txt_grlimits_tool_tip[i]));
+    txt_grlimits_[i]->setVisible(i % 3 < f.session.channels);
+  }
+  if (!txt_sec_per_screen_->hasFocus())
+    txt_sec_per_screen_->setText(qs(f.graph.txt_sec_per_screen));
+  if (cb_gridlines_->isChecked() != f.graph.cb_gridlines)
+    cb_gridlines_->setChecked(f.graph.cb_gridlines);
+  if (cb_dots_->isChecked() != f.graph.cb_dots) cb_dots_->setChecked(f.graph.cb_dots);
+  chart_->setToolTip(caption_text(f.pic_graph.tool_tip));
+  for (auto& [a, where] : actions_) {
+    const KstMenuEntry& e = where.first->entries[static_cast<size_t>(where.second)];
+    if (a->text() != qs(e.caption)) a->setText(qs(e.caption));
+    a->setCheckable(e.checked || a->isCheckable());
+    a->setChecked(e.checked);
+    a->setEnabled(e.enabled);
+    a->setVisible(e.visible);
+    a->setToolTip(qs(e.tool_tip.empty() ? e.caption : e.tool_tip));
+  }
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  // Outside a session nothing stands between the operator and the end.
+  if (!in_session_ || kst_query_unload(model_)) {
+    render_timer_.stop();
+    event->accept();
+    return;
+  }
+  event->ignore();
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  kst_on_resize(model_);
 }
 
 }  // namespace ovn::qt

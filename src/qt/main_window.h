@@ -1,13 +1,82 @@
 #pragma once
+// The program's main window on screen: it renders the `frm_kst_main` model (readouts,
+// units, chart, buttons, menus) and turns clicks, modifier keys and mouse buttons into the
+// model's event handlers, which only store a command for the main loop.
+//
+// The session runs inside a one-shot timer 100 ms after the window is shown and pumps the
+// event queue in its waits; the labels are copied from the model by a timer of their own,
+// so a fast round costs no widget work.
+
+#include <QLabel>
 #include <QMainWindow>
+#include <QTimer>
+#include <array>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "monitor/frm_kst_main.h"
+
+class QAction;
+class QCheckBox;
+class QLineEdit;
+class QPushButton;
 
 namespace ovn::qt {
 
-// The program's main window. For now it only carries the program's name and version.
+class ChartWidget;
+
+// A label that reports presses with their button (1 left, 2 right) and shift state
+// (1 Shift, 2 Ctrl, 4 Alt).
+class PressLabel : public QLabel {
+  Q_OBJECT
+ public:
+  using QLabel::QLabel;
+  std::function<void(int button, int shift)> on_press;
+
+ protected:
+  void mousePressEvent(QMouseEvent* event) override;
+};
+
 class MainWindow : public QMainWindow {
   Q_OBJECT
  public:
   explicit MainWindow(QWidget* parent = nullptr);
+  ~MainWindow() override;
+
+  FrmKstMain& model() { return model_; }
+  ChartWidget* chart() const { return chart_; }
+  // Runs the load event and arms the one-shot start of the session.
+  void start();
+  // Copies the model into the widgets.
+  void render();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void build_menus();
+  void run_session();
+  QPushButton* add_button(KstControl& control, const std::string& name, int index);
+
+  FrmKstMain model_;
+  bool in_session_ = false;
+  ChartWidget* chart_ = nullptr;
+  QTimer render_timer_;
+  std::array<PressLabel*, 3> lb_data_{}, lb_mxmn_{}, lb_units_{};
+  PressLabel *lb_hz_ = nullptr, *lb_temperature_ = nullptr, *lb_time_now_ = nullptr,
+             *lb_xy_ = nullptr;
+  std::array<QLabel*, 8> lb_io_{}, sh_io_{};
+  std::array<QLineEdit*, 6> txt_grlimits_{};
+  QLineEdit* txt_sec_per_screen_ = nullptr;
+  QCheckBox *cb_gridlines_ = nullptr, *cb_dots_ = nullptr;
+  std::vector<std::pair<QPushButton*, KstControl*>> buttons_;
+  std::vector<std::pair<QAction*, std::pair<KstMenu*, int>>> actions_;
 };
+
+// Shift state of the keyboard modifiers: 1 Shift, 2 Ctrl, 4 Alt.
+int shift_state(Qt::KeyboardModifiers modifiers);
 
 }  // namespace ovn::qt

@@ -35,8 +35,6 @@ class ConfigFixture : public SeamsTest {
     sim_init(sim, config);
     port = std::make_unique<SimPort>(sim);
     rs232_attach(*port, sim_family_has_address(family) ? "A" : "");
-    // The relaxed wait lets the simulated line move the virtual clock on.
-    rs232_set_relaxed(true);
     ASSERT_EQ(rs232_open(*port, std::to_string(sim_family_baud(family))), "");
     port->clear_transcript();
   }

@@ -62,7 +62,6 @@ class SimKstTest : public SeamsTest {
     tm_info_reset_state();
     debug_log_reset();
     rs232_attach(port, std::string(1, address));
-    rs232_set_relaxed(true);  // waits idle on the port, which moves the virtual time on
     EXPECT_EQ(rs232_open(port, "115200"), "");
     port.clear_transcript();
     seams.log.lines.clear();

@@ -94,9 +94,6 @@ class SessionTest : public SeamsTest {
     sim.physics.zero_counts = 0;
     for (const auto& [message, reply] : table) sim.table[message] = reply;
     rs232_attach(port, sim_family_has_address(family) ? "A" : "");
-    // The simulated port moves virtual time only while the exchange waits on it; a polling
-    // loop without the relaxed wait would never see its reply arrive.
-    rs232_set_relaxed(true);
     long baud = sim_family_baud(family);
     ASSERT_EQ(rs232_open(port, std::to_string(baud ? baud : config.baud)), "");
     port.clear_transcript();

@@ -1,8 +1,39 @@
 #include "support/seams.h"
 
+#include <unistd.h>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
 namespace ovn::test {
 
+namespace {
+// Every test process writes "documents" (configuration backups, data files) into a folder
+// of its own, never into the user's: the documents folder is named by XDG_DOCUMENTS_DIR.
+void use_scratch_documents_folder() {
+  static const std::string folder = [] {
+    auto dir = std::filesystem::temp_directory_path() /
+               ("ovn-test-documents-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    std::atexit([] {
+      std::error_code ec;
+      std::filesystem::remove_all(std::filesystem::temp_directory_path() /
+                                      ("ovn-test-documents-" + std::to_string(::getpid())),
+                                  ec);
+    });
+    return dir.string();
+  }();
+  ::setenv("XDG_DOCUMENTS_DIR", folder.c_str(), 1);
+}
+}  // namespace
+
+std::string scratch_documents_folder() {
+  use_scratch_documents_folder();
+  return std::getenv("XDG_DOCUMENTS_DIR");
+}
+
 TestSeams::TestSeams() {
+  use_scratch_documents_folder();
   set_clock(&clock);
   set_settings_store(&settings);
   set_log_sink(&log);

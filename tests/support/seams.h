@@ -31,6 +31,10 @@ class TestSeams {
   int pumps = 0;                         // how often the event pump ran
 };
 
+// The folder that stands for the user's documents folder in this test process (set as
+// XDG_DOCUMENTS_DIR by every TestSeams, so no test writes into the real one).
+std::string scratch_documents_folder();
+
 class SeamsTest : public ::testing::Test {
  protected:
   TestSeams seams;

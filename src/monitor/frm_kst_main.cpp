@@ -1,0 +1,915 @@
+#include "monitor/frm_kst_main.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "config/config_commands.h"
+#include "config/flash.h"
+#include "foundation/debug_log.h"
+#include "foundation/files.h"
+#include "foundation/hexstr.h"
+#include "foundation/kw.h"
+#include "foundation/operator.h"
+#include "foundation/platform.h"
+#include "foundation/settings.h"
+#include "foundation/units.h"
+#include "foundation/version_notice.h"
+#include "instrument/measure.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "monitor/data_dir.h"
+#include "monitor/frm_data_dir.h"
+#include "monitor/gestures.h"
+
+namespace ovn {
+
+namespace {
+
+const char* const kCrLf = "\r\n";
+const char* const kProgram = "ovn-kst";
+
+// ---- menus -------------------------------------------------------------------------------
+
+KstMenuEntry lf_entry(const std::string& caption, const std::string& shortcut = "") {
+  KstMenuEntry e;
+  e.caption = caption;
+  e.shortcut = shortcut;
+  return e;
+}
+
+KstMenu lf_menu(const std::string& name, const std::string& caption, int32_t base,
+                std::vector<std::pair<std::string, std::string>> entries) {
+  KstMenu m{name, caption, base, {}};
+  for (auto& [text, key] : entries) m.entries.push_back(lf_entry(text, key));
+  return m;
+}
+
+void lf_build_menus(FrmKstMain& f) {
+  f.mn_file = lf_menu("mn_file", "File", 100,
+                      {{"Save Configuration...", ""},
+                       {"Load Configuration...", ""},
+                       {"-", ""},
+                       {"Change Commport", ""},
+                       {"Save Data Options...", ""},
+                       {"Change KSTs RS485 ID", ""},
+                       {"-", ""},
+                       {"Write non-volatile memory", ""},
+                       {"-", ""},
+                       {"Exit", ""}});
+  f.mn_setup = lf_menu("mn_setup", "Setup", 200,
+                       {{"Analog Output Setup...", "Ctrl+A"},
+                        {"Digital I/O Setup...", "Ctrl+D"},
+                        {"Speed and Power Setup...", "Ctrl+S"},
+                        {"Termination Resistor", ""},
+                        {"Technician's Setup...", "Ctrl+T"},
+                        {"-", ""},
+                        {"Password Protect...", ""},
+                        {"Password Change...", ""}});
+  f.mn_adjustment = lf_menu("mn_adjustment", "Adjustment", 300,
+                            {{"Zero Adjustment...", ""},
+                             {"Positive Adjustment...", ""},
+                             {"Negative Adjustment...", ""},
+                             {"Adjustment Point #3...", ""},
+                             {"Adjustment Point #4...", ""},
+                             {"-", ""},
+                             {"Get Shunt Values...", ""},
+                             {"Tech Adjustment Torque...", ""},
+                             {"Tech Adjustment Speed and Power...", ""},
+                             {"-", ""},
+                             {"Analog Output Adjustment...", ""},
+                             {"Analog Output Check...", ""}});
+  f.mn_filter = lf_menu("mn_filter", "Filter", 2000, {});
+  f.mn_units = lf_menu("mn_units", "Units", 5000, {});
+  f.mn_misc = lf_menu("mn_misc", "Misc", 500,
+                      {{"Send Message...", "F7"},
+                       {"Noise Test:A/D", "Ctrl+N"},
+                       {"Noise Test:A/D x10", "Ctrl+B"},
+                       {"Noise Test:lbf-in", "Ctrl+M"},
+                       {"Noise:Filtered lbf-in", "Ctrl+L"},
+                       {"Noise:Filtered lbfin x 10", "Ctrl+K"},
+                       {"Noise:Histogram", "Ctrl+H"},
+                       {"Noise:Histogramx", "Ctrl+G"},
+                       {"Reset Flash...", ""},
+                       {"Expanded display", "F2"}});
+  f.mn_temperature = lf_menu("mn_temperature", "", 700,
+                             {{"Zero Temperature Compensation...", ""},
+                              {"Span Temperature Compensation...", ""},
+                              {"Shunt Span Temperature Compensation...", ""},
+                              {"Creep Compensation...", ""}});
+  f.mn_pwr = lf_menu("mn_pwr", "", 43,
+                     {{"Power Frequency vs URV", ""},
+                      {"Power Duty vs URV", ""},
+                      {"Power Frequency vs Noise", ""},
+                      {"7 * 60-sec Filter vs Spread Test", ""},
+                      {"(7 * 60-sec Filter vs Spread Test) x 10", ""}});
+  f.mn_view = lf_menu("mn_view", "View", 600,
+                      {{"Info...", "F12"},
+                       {"Real Time Info", "Shift+Ctrl+F12"},
+                       {"More Info...", "Shift+F12"},
+                       {"Channel Info", "Ctrl+F12"},
+                       {"Check Configuration...", "F11"}});
+}
+
+// The commands this build serves; the others keep their entries, disabled.
+bool lf_command_available(int32_t c) {
+  static constexpr int32_t kServed[] = {37,  38,   48,   50,   100,  101,       103, 104,
+                                        105, 107,  109,  203,  400,  401,       402, 508,
+                                        509, 1998, 3000, 3001, 3002, kCmdResize};
+  return std::find(std::begin(kServed), std::end(kServed), c) != std::end(kServed) ||
+         (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
+         (c >= kGestureCommandBase && c <= 31000);
+}
+
+void lf_mark_unavailable(FrmKstMain& f) {
+  for (KstMenu* m : kst_menus(f)) {
+    for (size_t i = 0; i < m->entries.size(); ++i) {
+      KstMenuEntry& e = m->entries[i];
+      if (e.separator() || lf_command_available(m->base + static_cast<int32_t>(i))) continue;
+      e.enabled = false;
+      e.tool_tip = kNotAvailable;
+    }
+  }
+}
+
+// ---- small helpers -----------------------------------------------------------------------
+
+std::string lf_ch(int ch) {
+  return std::to_string(ch);
+}
+
+double lf_number(const std::string& text) {
+  int stop = 0;
+  return kw_parse_double(text, stop);
+}
+
+std::vector<std::string> lf_fields(const std::string& reply) {
+  if (reply.empty()) return {};
+  return kw_split(reply, ",");
+}
+
+// The modes "Y" and "X" answer in hex, 16 and 32 bits; the rest of the loop reads decimal.
+void lf_convert_fields(const FrmKstMain& f, std::vector<std::string>& fields) {
+  if (f.display_mode != 3 && f.display_mode != 4) return;
+  for (std::string& s : fields) {
+    if (!is_hex(s)) continue;  // a refusal stays as it came
+    s = f.display_mode == 3 ? std::to_string(hex_to_s16(s)) : std::to_string(hex_to_s32(s));
+  }
+}
+
+// The first digits after `tag` in `text`, 0 when there are none.
+int lf_version_after(const std::string& text, char tag, size_t from) {
+  size_t p = text.find(tag, from);
+  if (p == std::string::npos) return 0;
+  int v = 0;
+  for (size_t i = p + 1; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
+    v = v * 10 + (text[i] - '0');
+  return v;
+}
+
+// The session data the live display needs. The instrument answers "VR" with
+// "KSTs<stator>r<rotor>".
+void lf_read_session(FrmKstMain& f) {
+  // The instrument's record for everything beyond the live display (adjustment, tests).
+  get_data_ini(kKstFamily, false, "", 0, false);
+  KstSession& s = f.session;
+  s.tm_type = kKstFamily;
+  std::string vr = tm_info_version(kSelVersion3, kTmInfoCurrent);
+  size_t body = vr.find("KST");
+  body = body == std::string::npos ? 0 : body + 3;
+  s.stator_version = lf_version_after(vr, 's', body);
+  s.rotor_version = lf_version_after(vr, 'r', body);
+  s.channels = std::clamp<int>(get_si16("SD"), 1, 3);
+  for (int ch = 1; ch <= 3; ++ch) {
+    s.unit[ch - 1] = get_reply("UN" + lf_ch(ch));
+    s.full_scale[ch - 1] = get_f64("DS" + lf_ch(ch)) * get_f64("CE" + lf_ch(ch) + "A");
+  }
+  s.uca = get_f64("UCA");
+}
+
+int lf_setting_int(const std::string& app, const std::string& section, const std::string& key,
+                   int fallback, int low, int high) {
+  std::string text = kw_setting_seed(app, section, key, std::to_string(fallback));
+  int v = kw_is_numeric(text) ? static_cast<int>(std::lround(lf_number(text))) : fallback;
+  return std::clamp(v, low, high);
+}
+
+void lf_set_visible_channels(FrmKstMain& f) {
+  for (int i = 0; i < 3; ++i) {
+    bool on = i < f.session.channels;
+    f.lb_data[i].visible = f.lb_units[i].visible = f.lb_mxmn[i].visible = on;
+  }
+}
+
+void lf_apply_filter_label(FrmKstMain& f) {
+  for (size_t i = 0; i < f.mn_filter.entries.size(); ++i) f.mn_filter.entries[i].checked = false;
+  int fl = get_si16("FL1");
+  if (fl >= 0 && fl < static_cast<int>(f.mn_filter.entries.size()))
+    f.mn_filter.entries[fl].checked = true;
+}
+
+void lf_apply_lock_state(FrmKstMain& f) {
+  bool locked = get_si16("PS") == 1;
+  auto lock = [&](KstMenu& m, size_t from, size_t to) {
+    for (size_t i = from; i < m.entries.size() && i < to; ++i) {
+      KstMenuEntry& e = m.entries[i];
+      if (e.separator()) continue;
+      if (lf_command_available(m.base + static_cast<int32_t>(i))) e.enabled = !locked;
+    }
+  };
+  const size_t all = 100;
+  lock(f.mn_adjustment, 0, all);
+  lock(f.mn_units, 0, all);
+  lock(f.mn_pwr, 0, all);
+  lock(f.mn_misc, 7, all);
+  lock(f.mn_setup, 0, 5);  // the password entries stay, to unlock with
+  lf_apply_filter_label(f);
+}
+
+void lf_apply_io_labels(FrmKstMain& f) {
+  static const std::vector<std::string> names = kw_split(
+      "None|+Cal|-Cal|Tare|Clear-Tare|Reset-Maxmin|Max-Out|Min-Out|Hold|Held-Out|||||||", "|");
+  int32_t mask = get_si32("IOI");
+  for (int n = 0; n < 8; ++n) {
+    int code = get_si16("IO" + kw_letter_of(n));
+    std::string text = code >= 0 && code < 16 ? names[static_cast<size_t>(code)] : "";
+    f.lb_io[n].caption = text + ((mask >> n) & 1 ? "~" : "_");
+  }
+}
+
+void lf_apply_channel_labels(FrmKstMain& f) {
+  const KstDisplayMode& m = f.modes[static_cast<size_t>(f.display_mode)];
+  for (int i = 0; i < 3; ++i) {
+    f.lb_units[i].caption = m.unit[i];
+    f.lb_data[i].tool_tip = "Shift+Click to change graphing color";
+    f.lb_mxmn[i].tool_tip =
+        f.technician ? "Max-Min=Spread.  Click on this label to reset max/min."
+                     : "LeftClick:Reset Max/Mins   RightClick:Reset Max/Mins and restart graphing";
+  }
+}
+
+void lf_apply_temperature_settings(FrmKstMain& f) {
+  KstSession& s = f.session;
+  s.temperature_unit = kw_setting_seed(kGraphApp, "Settings", "Temperature Unit Name", "F");
+  std::string sc = kw_setting_seed(kGraphApp, "Settings", "Temperature Scaling", "1");
+  std::string of = kw_setting_seed(kGraphApp, "Settings", "Temperature Offset", "0");
+  s.temperature_scale = kw_is_numeric(sc) ? lf_number(sc) : 1;
+  s.temperature_offset = kw_is_numeric(of) ? lf_number(of) : 0;
+}
+
+void lf_show_cal_state(FrmKstMain& f, int as) {
+  bool upright = get_f64("CF1B") > 0;
+  int pos = upright ? 64 : 128, neg = upright ? 128 : 64;
+  int lit = (as & pos) ? 0 : (as & neg) ? 2 : 1;
+  for (int i = 0; i < 3; ++i) f.btn_cal[i].back_color = i == lit ? kRgbGreen : f.window_color;
+}
+
+std::string lf_mode_letter(const FrmKstMain& f) {
+  return f.modes[static_cast<size_t>(f.display_mode)].letter;
+}
+
+void lf_reset_maxmin() {
+  for (int ch = 1; ch <= 3; ++ch) get_reply("MX" + lf_ch(ch) + "*");
+}
+
+// The unit index of `name` in `group`, -1 when the group has no such unit.
+int lf_unit_index(const std::string& name, int group) {
+  auto lower = [](std::string t) {
+    for (char& c : t) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    return t;
+  };
+  for (int u = 0; u < units_count(group); ++u)
+    if (lower(units_name(u, group)) == lower(name)) return u;
+  return -1;
+}
+
+// The instrument keeps torque in lbf-in, speed in RPM, power in Hp and temperature in F;
+// a display unit is a scale (and for temperature an offset) on top of these.
+const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp",
+                                   "\xBA"
+                                   "F"};
+
+void lf_units_command(FrmKstMain& f, int index) {
+  for (int group = 0; group < 4; ++group) {
+    int count = units_count(group);
+    if (index < count) {
+      std::string name = units_name(index, group);
+      int native = lf_unit_index(kNativeUnit[group], group);
+      double native_factor = native < 0 ? units_factor(index, group) : units_factor(native, group);
+      double native_offset = native < 0 ? units_offset(index, group) : units_offset(native, group);
+      double scale = kw_safe_div(native_factor, units_factor(index, group), 1);
+      if (group == 3) {
+        double offset = units_offset(index, group) - native_offset * scale;
+        kw_setting_put(kGraphApp, "Settings", "Temperature Unit Name", name);
+        kw_setting_put(kGraphApp, "Settings", "Temperature Scaling", kw_format(scale, ""));
+        kw_setting_put(kGraphApp, "Settings", "Temperature Offset", kw_format(offset, ""));
+        lf_apply_temperature_settings(f);
+        return;
+      }
+      if (group + 1 > f.session.channels) return;
+      std::string ch = lf_ch(group + 1);
+      rs232_send_ok("UN" + ch + name);
+      rs232_send_ok("DS" + ch + kw_format(scale, ""));
+      refresh_channels(f, true);
+      return;
+    }
+    index -= count + 1;
+  }
+}
+
+// The instrument's option bits in "UCB", one check box a bit.
+void lf_flag_dialog(FrmKstMain& f) {
+  int32_t value = get_si32("UCB");
+  std::string settings = "RS485 Termination ^Off^On^";
+  if (f.technician)
+    settings += std::string("|^Don't ^^Derive Shunt Scaling From Load") +
+                "|^Don't ^^Use Load Adjustment During Shunt" +
+                "|^Don't ^^Use Shunt Analog Output During No Shunt" +
+                "|^Don't ^^Use Load Analog Output During Shunt" +
+                "|^Don't ^^Lop 3LS Bits From Rotor Data" + "|Shunt Has ^^No ^Effect On Speed" +
+                "|^2.015 kHz ^7.8125 kHz^ Highest Filter" + "|^Don't ^^Fix^^ed^ Duty Cycle";
+  if (gibcb(value, settings, "Apply Changes|Cancel", "Info Box") != 0) return;
+  rs232_send_ok("UCB" + std::to_string(value));
+  get_si16("TA");
+  lf_apply_channel_labels(f);
+  lf_apply_filter_label(f);
+}
+
+void lf_channel_gesture(FrmKstMain& f, int32_t code) {
+  Gesture g = graph_gesture_decode(code);
+  if (g.picture) {
+    if (g.shift == 2) {
+      if (auto c = graph_set_color(f.graph, 0)) f.pic_graph.back_color = *c;
+    } else if (g.shift == 0 && g.button == 2) {
+      graph_clear(f.graph);
+    } else if (g.shift == 0 && g.button == 1) {
+      double y = f.lb_xy_y;
+      f.lb_xy.caption = cursor_readout(y, f.graph.txt_grlimits, f.session.channels);
+    }
+    return;
+  }
+  int ch = g.channel + 1;
+  if (ch < 1 || ch > 3) return;
+  if (g.shift == 2) {
+    if (auto c = graph_set_color(f.graph, ch)) f.lb_data[ch - 1].back_color = *c;
+    return;
+  }
+  double mx = 0, mn = 0;
+  if (g.shift == 4 || g.shift == 5) {
+    const KstDisplayMode& m = f.modes[static_cast<size_t>(f.display_mode)];
+    std::vector<std::string> r = lf_fields(get_reply("MX" + lf_ch(ch) + m.letter));
+    lf_convert_fields(f, r);
+    if (r.size() < 2 || !kw_is_numeric(r[0]) || !kw_is_numeric(r[1])) return;
+    mx = lf_number(r[0]) * m.scale[ch - 1] + m.offset[ch - 1];
+    mn = lf_number(r[1]) * m.scale[ch - 1] + m.offset[ch - 1];
+  }
+  auto limits = limits_gesture(f.graph.txt_grlimits[ch - 1], f.graph.txt_grlimits[ch + 2], g.shift,
+                               g.button, mx, mn);
+  if (!limits) return;
+  f.graph.txt_grlimits[ch - 1] = limits->upper;
+  txt_grlimits_change(f.graph, ch - 1);
+  f.graph.txt_grlimits[ch + 2] = limits->lower;
+  txt_grlimits_change(f.graph, ch + 2);
+}
+
+}  // namespace
+
+// ---- start-up and shutdown ---------------------------------------------------------------
+
+int splash_display_ms(int display_ms) {
+  if (display_ms > 0) return std::min(display_ms, 10000);
+  std::string text = kw_setting_seed("OVN-Shared", "Splash", "Display-Time-ms", "3000");
+  if (!kw_is_numeric(text)) return 0;
+  double v = lf_number(text);
+  if (v < 0) return 0;
+  return static_cast<int>(std::min(v, 10000.0));
+}
+
+std::vector<KstMenu*> kst_menus(FrmKstMain& f) {
+  return {&f.mn_file, &f.mn_setup,       &f.mn_adjustment, &f.mn_filter, &f.mn_units,
+          &f.mn_misc, &f.mn_temperature, &f.mn_pwr,        &f.mn_view};
+}
+
+KstMenuEntry* kst_menu_entry(FrmKstMain& f, int32_t command) {
+  for (KstMenu* m : kst_menus(f)) {
+    int32_t i = command - m->base;
+    if (i >= 0 && i < static_cast<int32_t>(m->entries.size())) return &m->entries[i];
+  }
+  return nullptr;
+}
+
+void kst_load(FrmKstMain& f) {
+  f.caption = "New Version...";
+  debug_log(std::string(37, '*'));
+  std::string notice = kw_version_notice(kProgram);
+  if (!notice.empty() && gib(notice, "Yes|No", kGibInfo, kProgram) == 1) process_exit(0);
+  if (!command_line_has("-nologo")) {
+    int ms = splash_display_ms(0);
+    if (ms > 0 && f.hooks.show_splash) f.hooks.show_splash(ms);
+  }
+  f.caption = std::string(kProgram) + " v" + kw_version_text();
+  kw_setting_put("OVN-Shared", kDirectoriesSection, std::string(kProgram) + " Application Path",
+                 kw_program_dir());
+  dtdr_init("KST");
+
+  kw_locale_pin();
+  f.graph.paused = false;
+  f.text_period_ms = 200;
+  f.display_mode = 0;
+  const char* letters[] = {"E", "R", "C", "Y", "X"};
+  for (int i = 0; i < 5; ++i) f.modes[static_cast<size_t>(i)].letter = letters[i];
+  lf_build_menus(f);
+
+  f.caption = "Units";
+  units_init("TORQUE|SPEED|POWER|TEMPERATURE");
+  for (int group = 0; group < 4; ++group) {
+    if (group > 0) f.mn_units.entries.push_back(lf_entry("-"));
+    for (int u = 0; u < units_count(group); ++u)
+      f.mn_units.entries.push_back(lf_entry(units_name(u, group)));
+  }
+
+  f.caption = "Load";
+  const char* cmd[] = {"Save Data", "Tare", "Clear Tare"};
+  const char* cmd_tip[] = {"", "Tare ALL channels", "Clear the tare value for ALL channels"};
+  const char* cal[] = {"+ Cal", "No Cal", "- Cal"};
+  const char* cal_tip[] = {"Apply the positive cal signal on the torquemeter",
+                           "Apply no cal signal on the torquemeter",
+                           "Apply the negative cal signal on the torquemeter"};
+  for (int i = 0; i < 3; ++i) {
+    f.btn_cmd[i].caption = cmd[i];
+    f.btn_cmd[i].tool_tip = cmd_tip[i];
+    f.btn_cal[i].caption = cal[i];
+    f.btn_cal[i].tool_tip = cal_tip[i];
+  }
+  lf_apply_channel_labels(f);
+  for (int i = 0; i < 16; ++i)
+    f.mn_filter.entries.push_back(lf_entry("Filter " + std::to_string(i)));
+  f.lb_tech_pwm.tool_tip = "L/R Click:+/- PWM Freq  Shift+L/R:+/-10";
+  f.lb_tech_rtr.tool_tip = "ANY+Click:De/Increase URV Target Voltage";
+  f.lb_hz.tool_tip = "Ctrl+Alt+Shift+Click to toggle text/graphing rate";
+  f.lb_sec_per_screen.caption = "sec/screen";
+  f.btn_pause.caption = "Pause Graphing";
+  f.btn_clrscrn.caption = "Clear Screen";
+  f.btn_pwr135.caption = "135kHz";
+  f.pic_graph.tool_tip = std::string("Click=Get Data At Cursor  Right-Click=Clear Screen") +
+                         "  Ctrl+Click=change background color";
+  for (int i = 0; i < 8; ++i) f.sh_io_saved_color[i] = f.sh_io[i].back_color = f.window_color;
+
+  // The technician mode comes from the access locks, which this build does not evaluate:
+  // the window starts in the normal mode.
+  f.technician = false;
+
+  const char* limit_tips[] = {
+      "Shift:", "   Shift+Ctrl+Click:Center around 0   Shift+Click:Zoom In/Out",
+      "  Alt+Click:Center around Max,Min", "Ctrl+Click:change color"};
+  std::string tip;
+  for (const char* t : limit_tips) tip += t;
+  for (auto& t : f.txt_grlimits_tool_tip) t = tip;
+
+  int time = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Time", 3, 1, 101);
+  int reps = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Reps", 10, 1, 101);
+  std::string t = std::to_string(time), r = std::to_string(reps);
+  f.mn_misc.entries[1].caption = "Noise Test: A/D " + t + " second";
+  f.mn_misc.entries[2].caption = "Noise Test: A/D " + t + " second x " + r;
+  f.mn_misc.entries[4].caption = "Noise Filtered lbf-in  " + t + " second";
+  f.mn_misc.entries[5].caption = "Noise Filtered lbf-in  " + t + " second x " + r;
+  lf_mark_unavailable(f);
+
+  f.caption = "Colors";
+  f.lb_tech_rtr.back_color = f.lb_tech_pwm.back_color = f.window_color;
+  f.lb_tech_rtr.visible = f.lb_tech_pwm.visible = f.technician;
+
+  f.loaded = true;
+  f.timer1_enabled = true;
+}
+
+bool kst_timer1(FrmKstMain& f) {
+  f.timer1_enabled = false;
+  bool again = main_run(f, false);
+  f.exit_requested = false;
+  rs232_set_exit_flag(false);
+  if (f.hooks.flash_write)
+    f.hooks.flash_write();
+  else
+    tm_info_flash_write(kTmInfoCurrent);
+  if (f.hooks.auto_config_save)
+    f.hooks.auto_config_save();
+  else
+    tm_file_session_end_save();
+  if (!again) {
+    f.exit_requested = true;
+    rs232_set_exit_flag(true);
+    graph_store_checkboxes(f.graph);
+    selcom_close();
+    f.session.tm_type = kNoFamily;
+    kw_locale_restore();
+    f.unloaded = true;
+    if (f.hooks.unload) f.hooks.unload();
+    return false;
+  }
+  f.session.tm_type = kKstFamily;
+  f.timer1_enabled = true;
+  return true;
+}
+
+bool kst_query_unload(FrmKstMain& f) {
+  if (f.exit_requested) return true;
+  f.exit_requested = true;
+  rs232_set_exit_flag(true);
+  return false;
+}
+
+// ---- main loop ---------------------------------------------------------------------------
+
+std::string kst_mode0_format(double full_scale, bool expanded) {
+  if (std::fabs(full_scale) >= 10000000) return "0";
+  return kw_sig_picture(full_scale, expanded ? 7 : 5, false);
+}
+
+double kst_line_limit_per_s(int32_t baud, int32_t request_bytes, int32_t reply_bytes) {
+  int32_t bytes = request_bytes + reply_bytes;
+  if (baud <= 0 || bytes <= 0) return 0;
+  return baud / 10.0 / bytes;
+}
+
+std::string kst_firmware_notice(int stator, int rotor) {
+  std::vector<std::string> lines;
+  if (rotor == 0) {
+    lines.push_back("Rotor not communicating with stator?");
+  } else if (rotor < 37) {
+    lines.push_back("Upgrade the rotor firmware to at least v37 (currently v" +
+                    std::to_string(rotor) + ")");
+  }
+  if (stator < 148) {
+    lines.push_back("The stator firmware should be upgraded to at least version 148.");
+    lines.push_back("   Speed data does not work.");
+  }
+  if (stator < 147) {
+    lines.push_back("The stator firmware should be upgraded to at least version 147.");
+    lines.push_back("   RS485 communication does not work.");
+  }
+  if (stator < 145) {
+    lines.push_back("The stator firmware should be upgraded to at least version 145.");
+    lines.push_back("   Unexpected lock-ups might occur.");
+  }
+  if (stator < 83) {
+    lines.push_back("The stator firmware NEEDS to be at least version 83.");
+    lines.push_back("Save your configuration, upgrade to stator version 83,");
+    lines.push_back("  reload your configuration, and then go through Setup->Technician's Setup");
+  }
+  if (stator < 81) {
+    lines.push_back("The stator firmware NEEDS to at least version 81.");
+    lines.push_back("      F11 results WILL BE wrong!!");
+  }
+  std::string text;
+  for (size_t i = 0; i < lines.size(); ++i) text += (i ? kCrLf : "") + lines[i];
+  return text;
+}
+
+void refresh_channels(FrmKstMain& f, bool reload) {
+  if (reload) lf_read_session(f);
+  // The filter entries name their cut-off; a family with fewer filters hides the rest.
+  for (size_t i = 0; i < f.mn_filter.entries.size(); ++i) {
+    KstMenuEntry& e = f.mn_filter.entries[i];
+    double hz = tm_info_filter_frequency(static_cast<double>(i), kTmInfoCurrent);
+    e.visible = hz >= 0;
+    if (hz >= 0) e.caption = hz == 0 ? "No Filter" : kw_format(hz, "0.###") + " Hz";
+  }
+  bool expanded = f.mn_misc.entries.size() > 9 && f.mn_misc.entries[9].checked;
+  const KstSession& s = f.session;
+  for (int i = 0; i < 3; ++i) {
+    KstDisplayMode& e = f.modes[0];
+    e.format[i] = kst_mode0_format(s.full_scale[i], expanded);
+    e.unit[i] = s.unit[i];
+    KstDisplayMode& r = f.modes[1];
+    r.unit[i] = "Raw";
+    KstDisplayMode& c = f.modes[2];
+    c.scale[i] = 1.0 / 32768;
+    c.format[i] = "0.000";
+    c.unit[i] = "P4Tared";
+    double divisor = s.full_scale[i] * 32768;
+    c.tare_mult[i] = divisor == 0 ? 1 : s.uca / divisor;
+    f.modes[3].unit[i] = "Hex16";
+    f.modes[4].unit[i] = "Hex32";
+  }
+  lf_apply_channel_labels(f);
+}
+
+void kst_init_session(FrmKstMain& f) {
+  f.graph.paused = false;
+  f.graph.prev_elapsed_ms = 0;
+  f.filt = {};
+  f.command = 0;
+  f.graph.initialising = true;
+
+  f.caption = "Init TM...";
+  if (f.hooks.open_port) f.hooks.open_port();
+  lf_read_session(f);
+
+  f.caption = "Init variables...";
+  f.session.channels = std::clamp<int>(get_si16("SD"), 1, 3);
+  lf_set_visible_channels(f);
+
+  graph_read_settings(f.graph, f.session.full_scale);
+  for (int i = 0; i < 3; ++i) f.lb_data[i].back_color = f.graph.chn[static_cast<size_t>(i)].color;
+
+  int pwa_lower = get_si16("PWa"), pwa = get_si16("PWA");
+  if (f.technician && pwa > 0) {
+    double freq = 40000.0 / pwa;  // kHz: the drive counts a 40 MHz clock
+    f.lb_tech_pwm.caption = std::to_string(pwa_lower) + "/" + std::to_string(pwa) + " " +
+                            kw_format(100.0 * pwa_lower / pwa / 100.0, "0.00%") + " " +
+                            kw_format(freq, " 0.00kHz");
+  }
+
+  std::string notice = kst_firmware_notice(f.session.stator_version, f.session.rotor_version);
+  if (!notice.empty() && gib(notice + kCrLf + "Continue at your own risk.", "Abort|Continue",
+                             kGibWarning, kProgram) == 0)
+    process_exit(0);
+
+  refresh_channels(f, true);
+  get_si32("UCB");
+  lf_apply_lock_state(f);
+
+  kw_setting_seed("KST", "Settings", "Noise Test Samples", "");
+  if (f.technician) {
+    int mode = lf_setting_int("KST", "Settings", "Display Mode", 0, -1, 99);
+    f.display_mode = mode >= 0 && mode <= 2 ? mode : 0;
+  }
+
+  lf_apply_temperature_settings(f);
+  apply_graph_scale(f.graph);
+  lf_apply_channel_labels(f);
+  get_si16("TA");
+  lf_apply_io_labels(f);
+  apply_graph_scale(f.graph);
+  f.graph.initialising = false;
+
+  lf_apply_filter_label(f);
+  f.caption = "GO";
+  graph_clear(f.graph);
+  f.rounds = 0;
+}
+
+KstRoundEnd kst_round(FrmKstMain& f) {
+  StripChart& g = f.graph;
+  f.rounds += 1;
+  graph_round_start(g);
+
+  std::string reply = get_reply("D" + lf_mode_letter(f) + "*");
+  f.last_bytes = static_cast<int32_t>(reply.size()) + 1;
+  std::vector<std::string> fields = lf_fields(reply);
+  lf_convert_fields(f, fields);
+
+  std::string row;
+  for (size_t i = 1; i <= fields.size(); ++i) {
+    const std::string& field = fields[i - 1];
+    if (kw_is_numeric(field) && i < 4) {
+      const KstDisplayMode& m = f.modes[static_cast<size_t>(f.display_mode)];
+      size_t k = i - 1;
+      f.prev[k] = f.cur[k];
+      f.cur[k] = lf_number(field) * m.scale[k] + m.offset[k];
+      row += "," + kw_format(f.cur[k], "");
+      graph_pen(g, static_cast<int>(i), f.cur[k]);
+      f.filt[k] += (f.cur[k] - f.filt[k]) / 16;
+    } else if (!reply.empty() && reply[0] == '!') {
+      debug_log("PROBLEM:" + reply + "  (length=" + std::to_string(reply.size()) + ")");
+      row += ",??" + field + "??";
+    }
+  }
+  if (!f.extra_field.empty()) row += "," + f.extra_field;
+  f.last_row = row.empty() ? row : row.substr(1);
+  if (dtdr_save_row(f.last_row, 0)) f.extra_field.clear();
+
+  graph_screen_end(g);
+  if (g.next_text_ms <= g.elapsed_ms) kst_refresh_readouts(f);
+  g.prev_elapsed_ms = g.elapsed_ms;
+
+  if (f.command != 0 && !kst_serve_command(f, f.command)) return KstRoundEnd::Reopen;
+  if (f.command != kCmdResize) f.command = 0;
+  return f.exit_requested ? KstRoundEnd::Leave : KstRoundEnd::Next;
+}
+
+void kst_refresh_readouts(FrmKstMain& f) {
+  StripChart& g = f.graph;
+  for (int ch = 1; ch <= f.session.channels && !f.exit_requested; ++ch) {
+    const KstDisplayMode& m = f.modes[static_cast<size_t>(f.display_mode)];
+    size_t k = static_cast<size_t>(ch - 1);
+    std::vector<std::string> r;
+    do {
+      r = lf_fields(get_reply("MX" + lf_ch(ch) + m.letter));
+      lf_convert_fields(f, r);
+    } while ((r.size() < 2 || !kw_is_numeric(r[0]) || !kw_is_numeric(r[1])) && !f.exit_requested);
+    if (r.size() < 2) break;
+    double mx = lf_number(r[0]) * m.scale[k] + m.offset[k];
+    double mn = lf_number(r[1]) * m.scale[k] + m.offset[k];
+    float tare = static_cast<float>(get_f64("DT" + lf_ch(ch) + m.letter) * m.tare_mult[k]);
+    const std::string& fmt = m.format[k];
+    f.lb_data[k].caption = kw_format(f.cur[k], fmt);
+    std::string text =
+        kw_format(mx, fmt) + " - " + kw_format(mn, fmt) + " = " + kw_format(mx - mn, fmt) + kCrLf;
+    std::string tare_text = kw_format(tare, fmt);
+    if (f.display_mode != 1) text += "Tare=" + tare_text;
+    f.lb_mxmn[k].caption = text;
+    if (ch == 1) f.btn_cmd[1].caption = std::string("Tare") + kCrLf + tare_text + " " + m.unit[k];
+    f.lb_units[k].caption = m.unit[k];
+  }
+  f.caption =
+      std::string(kProgram) + " v" + kw_version_text() + "  " + rs232_port_name(rs232_port());
+  f.btn_cmd[0].caption = dtdr_button_caption();
+  f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
+  f.lb_time_now.caption = kw_format_time(kw_now(), "yyyy-MM-dd hh:mm:ss");
+
+  int32_t io = get_hex_si32("IO*", kRs232DefaultTimeout, true);
+  for (int n = 0; n < 8; ++n)
+    f.sh_io[n].back_color = (io >> n) & 1 ? kRgbGreen : f.sh_io_saved_color[n];
+
+  int as = 0;
+  if (f.technician) {
+    f.btn_pwr135.visible = get_si16("PWA") != 444;
+  } else {
+    f.lb_temperature.visible = f.btn_pwr135.visible = true;
+    const KstSession& s = f.session;
+    double t = get_f32("TC") * s.temperature_scale + s.temperature_offset;
+    std::string text = kw_format(t, "0.0");
+    f.extra_field = text;
+    f.lb_temperature.caption = text + " " + s.temperature_unit;
+    f.lb_temperature.tool_tip =
+        std::string("TEMPERATURE:") + kCrLf + text + " " + s.temperature_unit;
+    as = get_si16("AS");
+  }
+  lf_show_cal_state(f, as);
+
+  double span = g.elapsed_ms - g.next_text_ms + f.text_period_ms;
+  if (span != 0) {
+    double rate = f.rounds * 1000.0 / span;
+    f.lb_hz.caption = kw_format(rate, "0.00") + " samples/sec";
+    int32_t baud = rs232_get_baud();
+    int32_t request = static_cast<int32_t>(rs232_id().size()) + 4;  // "DE*" and LF
+    double limit = kst_line_limit_per_s(baud, request, f.last_bytes);
+    std::string tip = "Ctrl+Alt+Shift+Click to toggle text/graphing rate";
+    if (limit > 0)
+      tip += std::string(kCrLf) + "Line limit at " + std::to_string(baud) +
+             " baud: " + kw_format(limit, "0") + " samples/sec; achieved " +
+             kw_format(rate / limit * 100, "0") + "%";
+    f.lb_hz.tool_tip = tip;
+  }
+  f.rounds = 0;
+  g.next_text_ms = g.elapsed_ms + f.text_period_ms;
+  g.last_text_ms = g.elapsed_ms;
+}
+
+bool main_run(FrmKstMain& f, bool /*restart*/) {
+  // A configuration load commits to flash and reads the session again when it is done.
+  tm_file_use_session(tm_info_flash_write_family);
+  kst_init_session(f);
+  for (;;) {
+    switch (kst_round(f)) {
+      case KstRoundEnd::Next:
+        break;
+      case KstRoundEnd::Leave:
+        return false;
+      case KstRoundEnd::Reopen:
+        return true;
+    }
+  }
+}
+
+// ---- commands ----------------------------------------------------------------------------
+
+bool kst_serve_command(FrmKstMain& f, int32_t c) {
+  if (c == 37) {
+    lf_reset_maxmin();
+  } else if (c == 38) {
+    lf_reset_maxmin();
+    graph_clear(f.graph);
+  } else if (c == 48) {
+    graph_clear(f.graph);
+  } else if (c == 50) {
+    f.display_mode = f.technician ? (f.display_mode + 1) % 5 : 0;
+    kw_setting_put("KST", "Settings", "Display Mode", std::to_string(f.display_mode));
+    lf_apply_channel_labels(f);
+  } else if (c == kCmdChangePort) {
+    return false;
+  } else if (c == 100) {
+    tm_file_command_save();
+  } else if (c == 101) {
+    int32_t channels = f.session.channels;
+    if (tm_file_command_load(channels) >= 0) refresh_channels(f, true);
+  } else if (c == 104) {
+    frm_data_dir_show();
+    f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
+  } else if (c == 105) {
+    tm_info_change_id(kKstFamily, [&f] { refresh_channels(f, true); });
+  } else if (c == 107) {
+    tm_info_flash_write(kTmInfoCurrent);
+  } else if (c == 508) {
+    flash_command_reset();
+    refresh_channels(f, true);
+  } else if (c == 109) {
+    f.exit_requested = true;
+  } else if (c == 203) {
+    lf_flag_dialog(f);
+  } else if (c == 400) {
+    const KstSession& s = f.session;
+    std::string heading =
+        dtdr_heading(s.channels, s.unit[0], s.unit[1], s.unit[2], s.temperature_unit);
+    std::string identity = dtdr_identity(get_reply("UIA"), get_reply("UIB"), get_reply("UID"),
+                                         get_reply("UIC"), rs232_port_name(rs232_port()));
+    dtdr_start_stop(heading, identity);
+    f.btn_cmd[0].caption = dtdr_button_caption();
+  } else if (c == 401) {
+    get_reply("TR*");
+  } else if (c == 402) {
+    rs232_send_ok("TR*0");
+  } else if (c == 509) {
+    KstMenuEntry& e = f.mn_misc.entries[9];
+    e.checked = !e.checked;
+    refresh_channels(f, false);
+  } else if (c == 1998) {
+    f.graph.paused = !f.graph.paused;
+    f.btn_pause.caption = f.graph.paused ? "Resume Graphing" : "Pause Graphing";
+  } else if (c >= 2000 && c <= 2015) {
+    for (int ch = 1; ch <= f.session.channels; ++ch)
+      rs232_send_ok("FL" + lf_ch(ch) + std::to_string(c - 2000));
+    lf_apply_filter_label(f);
+  } else if (c >= 3000 && c <= 3002) {
+    const char* msg[] = {"ASB", "ASA", "ASC"};
+    rs232_send_ok(msg[c - 3000]);
+  } else if (c >= 5000 && c <= 5099) {
+    lf_units_command(f, c - 5000);
+  } else if (c == kCmdResize) {
+    if (f.hooks.layout) f.hooks.layout();
+    f.command = 0;
+  } else if (c >= kGestureCommandBase && c <= 31000) {
+    lf_channel_gesture(f, c - kGestureCommandBase);
+  } else {
+    debug_log("OOPS:" + std::to_string(c));
+  }
+  return true;
+}
+
+// ---- event handlers ----------------------------------------------------------------------
+
+void kst_on_menu(FrmKstMain& f, const KstMenu& menu, int index) {
+  if (index < 0 || index >= static_cast<int>(menu.entries.size())) return;
+  const KstMenuEntry& e = menu.entries[static_cast<size_t>(index)];
+  if (e.separator() || !e.enabled) return;
+  f.command = menu.base + index;
+}
+
+void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button, int shift) {
+  if (name == "btn_cmd") {
+    f.command = 400 + index;
+  } else if (name == "btn_cal") {
+    f.command = 3000 + index;
+    if (index == 1 && button == 2 && f.technician)
+      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
+  } else if (name == "btn_clrscrn") {
+    f.command = 48;
+  } else if (name == "btn_pause") {
+    f.command = 1998;
+  } else if (name == "btn_pwr135") {
+    f.command = 198;
+  }
+}
+
+void kst_on_mouse_down(FrmKstMain& f, const std::string& name, int index, int button, int shift,
+                       double x, double y) {
+  if (name == "lb_data") {
+    if (button == 2 && shift == 7) {
+      f.command = 60;
+    } else if (shift != 0 || f.technician) {
+      f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
+    }
+  } else if (name == "txt_grlimits") {
+    if (shift != 0) f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
+  } else if (name == "pic_graph") {
+    f.lb_xy_x = x;
+    f.lb_xy_y = y;
+    f.command = kGestureCommandBase + gesture_code(3, button, shift);
+  } else if (name == "lb_mxmn") {
+    if (shift == 0) f.command = button == 2 ? 38 : 37;
+  } else if (name == "lb_units") {
+    f.command = 50;
+  } else if (name == "lb_hz") {
+    if (shift != 7) return;
+    f.text_period_ms = text_period_toggle(f.text_period_ms, f.technician);
+    f.lb_hz.back_color = text_period_color(f.text_period_ms, f.window_color);
+    f.graph.next_text_ms = f.graph.last_text_ms;
+  } else if (name == "lb_temperature") {
+    if (shift == 7) rs232_set_relaxed(!rs232_relaxed());
+  } else if (name == "lb_tech_pwm") {
+    if (!f.technician) return;
+    int mods = (shift & 1) + ((shift >> 1) & 1) + ((shift >> 2) & 1);
+    int step = mods == 0 ? 0 : mods == 1 ? 2 : 4;
+    f.command = (button == 1 ? 31 : 30) + step;
+  } else if (name == "lb_tech_rtr") {
+    if (f.technician) f.command = button == 1 ? 6001 : 6000;
+  }
+}
+
+void kst_on_resize(FrmKstMain& f) {
+  f.command = kCmdResize;
+}
+
+}  // namespace ovn

@@ -1,0 +1,190 @@
+#include "monitor/headless_operator.h"
+
+#include <ostream>
+
+#include "link/selcom.h"
+
+namespace ovn {
+
+namespace {
+
+std::string lower(std::string text) {
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+const char* answer_name(MsgAnswer answer) {
+  // In the order of MsgAnswer.
+  static const char* const kNames[] = {"OK", "Cancel", "Yes", "No", "Retry"};
+  return kNames[static_cast<int>(answer)];
+}
+
+}  // namespace
+
+bool failure_policy_parse(const std::string& word, FailurePolicy& policy) {
+  for (FailurePolicy p : {FailurePolicy::Retry, FailurePolicy::Skip, FailurePolicy::Abort}) {
+    if (word == failure_policy_name(p)) {
+      policy = p;
+      return true;
+    }
+  }
+  return false;
+}
+
+const char* failure_policy_name(FailurePolicy policy) {
+  // In the order of FailurePolicy.
+  static const char* const kWords[] = {"retry", "skip", "abort"};
+  return kWords[static_cast<int>(policy)];
+}
+
+std::string lf_lines(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      out += text[i];
+      continue;
+    }
+    out += '\n';
+    if (i + 1 < text.size() && text[i + 1] == '\n') ++i;
+  }
+  return out;
+}
+
+HeadlessOperator::HeadlessOperator(FailurePolicy policy, std::ostream& out, int max_retries)
+    : policy_(policy), out_(out), max_retries_(max_retries) {}
+
+void HeadlessOperator::report(const std::string& title, const std::string& text,
+                              const std::string& answer) {
+  out_ << "[" << title << "]\n";
+  std::string body = lf_lines(text);
+  while (!body.empty() && body.back() == '\n') body.pop_back();
+  if (!body.empty()) out_ << body << "\n";
+  out_ << "--> " << answer << "\n";
+  // The process ends inside the caller right after an Abort: say so while we can.
+  if (answer == "Abort") out_ << "ovn-kst: aborted, nothing saved (exit code 1)\n";
+  out_.flush();
+}
+
+std::string HeadlessOperator::policy_caption() {
+  if (policy_ == FailurePolicy::Retry && retries_ < max_retries_) return "Retry";
+  if (policy_ == FailurePolicy::Skip) return "Skip";
+  return "Abort";
+}
+
+int HeadlessOperator::pick(const GibButtonList& list) {
+  const auto& buttons = list.buttons;
+  std::string wanted = lower(policy_caption());
+  for (size_t i = 0; i < buttons.size(); ++i) {
+    if (lower(buttons[i].caption) != wanted) continue;
+    if (wanted == "retry") ++retries_;
+    if (wanted == "skip") ++skips_;
+    return static_cast<int>(i);
+  }
+  if (list.cancel_button >= 0) return list.cancel_button;
+  return buttons.empty() ? 0 : static_cast<int>(buttons.size()) - 1;
+}
+
+int HeadlessOperator::show_gib(const GibBox& box) {
+  if (box.non_modal()) {
+    report(box.title, box.text, "(notice)");
+    return -1;
+  }
+  if (box.ticks > 0 || box.buttons.buttons.empty()) {
+    report(box.title, box.text, "(timed out)");
+    return 0;
+  }
+  int choice = pick(box.buttons);
+  std::string answer = box.buttons.buttons[choice].caption;
+  if (answer == "Retry" && policy_ == FailurePolicy::Retry)
+    answer += " (" + std::to_string(retries_) + " of " + std::to_string(max_retries_) + ")";
+  report(box.title, box.text, answer);
+  return choice;
+}
+
+int HeadlessOperator::show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) {
+  std::string text;
+  for (size_t i = 0; i < request.settings.size() && i < checked.size(); ++i)
+    text += gibcb_caption(request.settings[i], checked[i]) + "\n";
+  int choice = request.buttons.buttons.empty() ? 0 : pick(request.buttons);
+  report(request.title, text,
+         request.buttons.buttons.empty() ? "" : request.buttons.buttons[choice].caption);
+  return choice;
+}
+
+int HeadlessOperator::show_display_data(const DisplayDataRequest& request) {
+  // Adjustment steps want hands on the instrument: cancelled.
+  int code = request.buttons.empty() ? 4 : request.buttons.back().code;
+  std::string caption = request.buttons.empty() ? "Cancel" : request.buttons.back().caption;
+  for (const DisplayDataButton& b : request.buttons) {
+    if (b.code == 4) {
+      code = 4;
+      caption = b.caption;
+    }
+  }
+  report(request.title, request.text, caption);
+  if (request.press) request.press(code, request.input_value);
+  return code;
+}
+
+bool HeadlessOperator::show_user_input(const UserInputForm& form, std::vector<std::string>&) {
+  std::string text;
+  for (const UserInputField& field : form.fields) text += field.label + " = " + field.data + "\n";
+  report(form.title, text, form.cancel_caption.empty() ? "Cancel" : form.cancel_caption);
+  return false;
+}
+
+std::optional<std::string> HeadlessOperator::show_input_box(const std::string& prompt,
+                                                            const std::string& title,
+                                                            const std::string&) {
+  report(title, prompt, "Cancel");
+  return std::nullopt;
+}
+
+MsgAnswer HeadlessOperator::show_msg_box(const std::string& text, MsgButtons buttons,
+                                         const std::string& title) {
+  MsgAnswer answer = MsgAnswer::Cancel;
+  switch (buttons) {
+    case MsgButtons::Ok:
+      answer = MsgAnswer::Ok;
+      break;
+    case MsgButtons::YesNo:
+      answer = MsgAnswer::No;
+      break;
+    case MsgButtons::RetryCancel:
+      if (policy_caption() == "Retry") {
+        ++retries_;
+        answer = MsgAnswer::Retry;
+      }
+      break;
+    case MsgButtons::OkCancel:
+    case MsgButtons::YesNoCancel:
+      break;
+  }
+  report(title, text, answer_name(answer));
+  return answer;
+}
+
+FileDialogResult HeadlessOperator::show_file_dialog(const FileDialogRequest& request) {
+  report(request.title, request.folder + "/" + request.file_name, "Cancel");
+  return {};
+}
+
+std::optional<int32_t> HeadlessOperator::show_color_dialog(int32_t) {
+  report("Color", "", "Cancel");
+  return std::nullopt;
+}
+
+SelcomChoice HeadlessOperator::show_selcom(FrmSelcom& form) {
+  std::string answer = policy_caption();
+  if (answer == "Retry") {
+    ++retries_;
+    answer += " (" + std::to_string(retries_) + " of " + std::to_string(max_retries_) + ")";
+  } else {
+    answer = "Abort";
+  }
+  report(form.caption, form.lb_info.caption, answer);
+  return answer == "Abort" ? SelcomChoice::Abort : SelcomChoice::Retry;
+}
+
+}  // namespace ovn

@@ -1,0 +1,48 @@
+#include "qt/headless_app.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QStandardPaths>
+#include <iostream>
+#include <memory>
+
+#include "build_info.h"
+#include "foundation/platform.h"
+#include "qt/qt_serial_port.h"
+#include "qt/qt_settings_store.h"
+#include "sim/sim_port.h"
+
+namespace ovn::qt {
+
+int headless_main(int argc, char** argv, const HeadlessArgs& args) {
+  if (!args.error.empty()) {
+    std::cerr << "ovn-kst: " << args.error << "\n";
+    return kHeadlessBadArgs;
+  }
+  QCoreApplication app(argc, argv);
+  QCoreApplication::setApplicationName(build::program_name);
+  QCoreApplication::setApplicationVersion(build::version);
+
+  QtSettingsStore settings;
+  set_settings_store(&settings);
+  QString data_dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+  QDir().mkpath(data_dir);
+  FileLogSink log((data_dir + "/debug.log").toStdString());
+  set_log_sink(&log);
+  set_event_pump([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
+
+  SimInstrument sim;
+  std::unique_ptr<PortService> port;
+  if (args.simulate) {
+    sim_init(sim, SimConfig{});
+    port = std::make_unique<SimPort>(sim, SimTime::Real);
+  } else {
+    port = std::make_unique<QtSerialPort>(args.port);
+  }
+  int rc = headless_run(*port, args.on_failure, std::cout, std::cerr);
+  set_log_sink(nullptr);
+  set_settings_store(nullptr);
+  return rc;
+}
+
+}  // namespace ovn::qt

@@ -1,0 +1,202 @@
+// End to end over a real pseudo-terminal: the ovn-sim program serves a simulated KST, the
+// Qt serial adapter opens its device, and the headless run finds the instrument through
+// the whole family search at the emulated line speed. Real time, bounded waits.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/debug_log.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "monitor/headless.h"
+#include "qt/qt_serial_port.h"
+#include "support/qt_application.h"
+#include "support/seams.h"
+#include "support/temp_dir.h"
+
+namespace ovn {
+namespace {
+
+#ifdef OVN_SIM_EXE
+
+// ovn-sim running as a child process; stopped (and reaped) when this goes.
+class OvnSim {
+ public:
+  explicit OvnSim(const char* family) {
+    int out[2];
+    if (::pipe(out) != 0) return;
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(out[1], 1);
+      ::close(out[0]);
+      ::close(out[1]);
+      ::execl(OVN_SIM_EXE, "ovn-sim", "--family", family, "--noise", "0",
+              static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    ::close(out[1]);
+    out_ = out[0];
+    // Its first line names the device; it comes at once or not at all.
+    char c;
+    pollfd p{out_, POLLIN, 0};
+    while (::poll(&p, 1, 5000) > 0 && ::read(out_, &c, 1) == 1 && c != '\n') path_ += c;
+  }
+  ~OvnSim() {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGTERM);
+      int status = 0;
+      bool gone = false;
+      for (int i = 0; i < 300 && !gone; ++i) {
+        gone = ::waitpid(pid_, &status, WNOHANG) == pid_;
+        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+      if (!gone) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, &status, 0);
+      }
+    }
+    if (out_ >= 0) ::close(out_);
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  pid_t pid_ = -1;
+  int out_ = -1;
+  std::string path_;
+};
+
+class HeadlessPtyTest : public test::SeamsTest {
+ protected:
+  HeadlessPtyTest() {
+    test::qt_application();
+    set_clock(nullptr);  // a real line: real time
+    rs232_reset_state();
+    selcom_reset_state();
+    tm_info_reset_state();
+    debug_log_reset();
+    set_command_line("-nocommportscan");  // the one device is every port number
+  }
+  ~HeadlessPtyTest() override {
+    set_command_line("");
+    selcom_reset_state();
+    rs232_reset_state();
+    tm_info_reset_state();
+  }
+};
+
+TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecord) {
+  OvnSim sim("KST");
+  ASSERT_EQ(sim.path().rfind("/dev/", 0), 0u) << sim.path();
+  qt::QtSerialPort port(sim.path());
+  std::ostringstream out, err;
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(headless_run(port, FailurePolicy::Abort, out, err), kHeadlessOk) << err.str();
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_EQ(out.str(),
+            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "family=KST\n"
+            "firmware=KSTs150r40\n"
+            "fs_lbfin=2001.0002\n"
+            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+  EXPECT_EQ(err.str(), "");
+  EXPECT_FALSE(port.is_open());
+  EXPECT_LT(seconds, 60) << "the search of the families before the KST took too long";
+}
+
+#endif
+
+#ifdef OVN_KST_EXE
+
+struct ProgramRun {
+  int code = -1;  // -1: did not end in time (then killed)
+  std::string out, err;
+};
+
+// Runs ovn-kst with `args`, settings and log in `home`, for at most `seconds`.
+ProgramRun run_ovn_kst(const std::vector<std::string>& args, const std::string& home, int seconds) {
+  ProgramRun run;
+  int out[2], err[2];
+  if (::pipe(out) != 0 || ::pipe(err) != 0) return run;
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    ::dup2(out[1], 1);
+    ::dup2(err[1], 2);
+    for (int fd : {out[0], out[1], err[0], err[1]}) ::close(fd);
+    ::setenv("HOME", home.c_str(), 1);
+    ::setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+    ::setenv("OVN_CONFIG_DIR", (home + "/config").c_str(), 1);
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    std::vector<char*> argv{const_cast<char*>("ovn-kst")};
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    ::execv(OVN_KST_EXE, argv.data());
+    ::_exit(127);
+  }
+  ::close(out[1]);
+  ::close(err[1]);
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  pollfd p[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string* into[2] = {&run.out, &run.err};
+  int open_pipes = 2;
+  while (open_pipes > 0 && std::chrono::steady_clock::now() < deadline) {
+    if (::poll(p, 2, 100) <= 0) continue;
+    for (int i = 0; i < 2; ++i) {
+      if (p[i].fd < 0 || !(p[i].revents & (POLLIN | POLLHUP))) continue;
+      char buf[512];
+      ssize_t n = ::read(p[i].fd, buf, sizeof buf);
+      if (n > 0) {
+        into[i]->append(buf, size_t(n));
+      } else {
+        p[i].fd = -1;
+        --open_pipes;
+      }
+    }
+  }
+  int status = 0;
+  if (open_pipes > 0) ::kill(pid, SIGKILL);
+  ::waitpid(pid, &status, 0);
+  if (open_pipes == 0 && WIFEXITED(status)) run.code = WEXITSTATUS(status);
+  ::close(out[0]);
+  ::close(err[0]);
+  return run;
+}
+
+TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZero) {
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--simulate", "-nocommportscan"}, home.path(), 60);
+  EXPECT_EQ(run.code, kHeadlessOk) << run.err;
+  EXPECT_EQ(run.out,
+            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "family=KST\n"
+            "firmware=KSTs150r40\n"
+            "fs_lbfin=2001.0002\n"
+            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+}
+
+TEST(OvnKstHeadless, AWordItDoesNotTakeEndsTheRunWithExitCode3AndTheReason) {
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--on-failure", "later"}, home.path(), 30);
+  EXPECT_EQ(run.code, kHeadlessBadArgs);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "ovn-kst: --on-failure takes retry, skip or abort\n");
+  ProgramRun help = run_ovn_kst({"--help"}, home.path(), 30);
+  EXPECT_EQ(help.code, 0);
+  EXPECT_NE(help.out.find("  --headless "), std::string::npos) << help.out;
+  EXPECT_NE(help.out.find("  --on-failure WHAT "), std::string::npos) << help.out;
+}
+
+#endif
+
+}  // namespace
+}  // namespace ovn

@@ -1,0 +1,129 @@
+// The main window on screen renders the model and turns presses into the model's commands.
+
+#include "qt/main_window.h"
+
+#include <gtest/gtest.h>
+
+#include <QCloseEvent>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QPushButton>
+
+#include "link/rs232.h"
+#include "monitor/data_dir.h"
+#include "monitor/gestures.h"
+#include "support/qt_application.h"
+#include "support/scripted_operator.h"
+#include "support/seams.h"
+#include "support/temp_dir.h"
+
+namespace ovn::qt {
+namespace {
+
+void press(QWidget* w, Qt::MouseButton button, Qt::KeyboardModifiers mods) {
+  ASSERT_NE(w, nullptr);
+  QPointF at(3, 3);
+  QMouseEvent event(QEvent::MouseButtonPress, at, w->mapToGlobal(at), button, button, mods);
+  QCoreApplication::sendEvent(w, &event);
+}
+
+class MainWindowTest : public test::SeamsTest {
+ protected:
+  MainWindowTest() {
+    test::qt_application();
+    rs232_reset_state();
+    dtdr_forget();
+    seams.settings.put("KST", kDtdrSection, kDtdrKeyDir, dir.path());
+    window = std::make_unique<MainWindow>();
+    window->start();  // the load event; the session would start 100 ms later
+  }
+  ~MainWindowTest() override {
+    window.reset();
+    rs232_reset_state();
+    dtdr_forget();
+  }
+  template <class W>
+  W* child(const char* name) {
+    return window->findChild<W*>(name);
+  }
+  test::TempDir dir;
+  test::ScriptedOperator op;
+  std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
+  QStringList titles;
+  for (QAction* a : window->menuBar()->actions()) titles << a->text();
+  EXPECT_EQ(titles,
+            (QStringList{"File", "Setup", "Adjustment", "Filter", "Units", "Misc", "View"}));
+  QMenu* misc = window->menuBar()->actions()[5]->menu();
+  ASSERT_NE(misc, nullptr);
+  QStringList entries;
+  for (QAction* a : misc->actions())
+    if (!a->isSeparator()) entries << a->text();
+  EXPECT_TRUE(entries.contains("Zero Temperature Compensation..."));
+  EXPECT_TRUE(entries.contains("Power Frequency vs URV"));
+  QMenu* file = window->menuBar()->actions()[0]->menu();
+  QAction* save = file->actions()[0];
+  EXPECT_EQ(save->text(), "Save Configuration...");
+  EXPECT_TRUE(save->isEnabled());
+  QAction* adjust = window->menuBar()->actions()[2]->menu()->actions()[0];
+  EXPECT_FALSE(adjust->isEnabled());
+  EXPECT_EQ(adjust->toolTip(), kNotAvailable);
+  QAction* exit = file->actions().back();
+  EXPECT_EQ(exit->text(), "Exit");
+  exit->trigger();
+  EXPECT_EQ(window->model().command, 109);
+}
+
+TEST_F(MainWindowTest, PressesWithModifiersBecomeCommands) {
+  FrmKstMain& f = window->model();
+  press(child<QLabel>("lb_data0"), Qt::LeftButton, Qt::ShiftModifier | Qt::ControlModifier);
+  EXPECT_EQ(f.command, kGestureCommandBase + gesture_code(0, 1, 3));
+  press(child<QLabel>("lb_data2"), Qt::RightButton,
+        Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
+  EXPECT_EQ(f.command, 60);
+  press(child<QLabel>("lb_mxmn1"), Qt::RightButton, Qt::NoModifier);
+  EXPECT_EQ(f.command, 38);
+  press(child<QLineEdit>("txt_grlimits4"), Qt::LeftButton, Qt::AltModifier);
+  EXPECT_EQ(f.command, kGestureCommandBase + gesture_code(1, 1, 4));
+  press(child<QPushButton>("btn_cal2"), Qt::LeftButton, Qt::NoModifier);
+  EXPECT_EQ(f.command, 3002);
+  press(child<QPushButton>("btn_cmd1"), Qt::LeftButton, Qt::NoModifier);
+  EXPECT_EQ(f.command, 401);
+  // The rate label's toggle acts at once on the readout period.
+  press(child<QLabel>("lb_hz"), Qt::LeftButton,
+        Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
+  EXPECT_EQ(f.text_period_ms, 100000000);
+}
+
+TEST_F(MainWindowTest, RenderCopiesCaptionsAndBreaksLinesAtTheModelsLineEnds) {
+  FrmKstMain& f = window->model();
+  f.lb_data[1].caption = "2538";
+  f.lb_mxmn[0].caption = "1.0 - -1.0 = 2.0\r\nTare=0.0";
+  f.btn_pause.caption = "Resume Graphing";
+  f.graph.txt_grlimits[2] = "476.2";
+  f.lb_data[2].visible = false;
+  window->render();
+  EXPECT_EQ(child<QLabel>("lb_data1")->text(), "2538");
+  EXPECT_EQ(child<QLabel>("lb_mxmn0")->text(), "1.0 - -1.0 = 2.0\nTare=0.0");
+  EXPECT_EQ(child<QPushButton>("btn_pause0")->text(), "Resume Graphing");
+  EXPECT_EQ(child<QLineEdit>("txt_grlimits2")->text(), "476.2");
+  EXPECT_TRUE(child<QLabel>("lb_data2")->isHidden());
+  // An edit of a limit box goes back into the model and is stored.
+  QLineEdit* upper = child<QLineEdit>("txt_grlimits0");
+  upper->setText("");
+  upper->insert("150");
+  EXPECT_EQ(f.graph.txt_grlimits[0], "150");
+  EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 UPPER"), "150");
+}
+
+TEST_F(MainWindowTest, ACloseOutsideTheSessionGoesThroughAtOnce) {
+  QCloseEvent event;
+  QCoreApplication::sendEvent(window.get(), &event);
+  EXPECT_TRUE(event.isAccepted());
+}
+
+}  // namespace
+}  // namespace ovn::qt
