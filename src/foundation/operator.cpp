@@ -439,6 +439,22 @@ std::optional<std::string> input_box(const std::string& prompt, const std::strin
   return op_required("input_box", prompt).show_input_box(kw_unescape(prompt), title, default_text);
 }
 
+int gib_cautious_choice(const GibButtonList& list) {
+  if (list.cancel_button >= 0) return list.cancel_button;
+  return list.buttons.empty() ? 0 : static_cast<int>(list.buttons.size()) - 1;
+}
+
+MsgAnswer msg_cautious_answer(MsgButtons buttons) {
+  switch (buttons) {
+    case MsgButtons::Ok:
+      return MsgAnswer::Ok;
+    case MsgButtons::YesNo:
+      return MsgAnswer::No;
+    default:
+      return MsgAnswer::Cancel;
+  }
+}
+
 MsgAnswer msg_box(const std::string& text, MsgButtons buttons, const std::string& title) {
   return op_required("msg_box", text).show_msg_box(text, buttons, title);
 }

@@ -277,6 +277,12 @@ enum class MsgAnswer { Ok, Cancel, Yes, No, Retry };
 // The plain message box.
 MsgAnswer msg_box(const std::string& text, MsgButtons buttons, const std::string& title);
 
+// The answers that end a box without doing harm, for an operator that cannot ask a person
+// (a headless run, a test meeting a box it did not expect): the "Cancel" button, else the
+// last one; for a message box OK, No, or Cancel.
+int gib_cautious_choice(const GibButtonList& list);
+MsgAnswer msg_cautious_answer(MsgButtons buttons);
+
 struct FileFilter {
   std::string description;  // "Configurations for KST"
   std::string pattern;      // "*.611"

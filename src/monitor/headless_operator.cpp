@@ -81,8 +81,7 @@ int HeadlessOperator::pick(const GibButtonList& list) {
     if (wanted == "skip") ++skips_;
     return static_cast<int>(i);
   }
-  if (list.cancel_button >= 0) return list.cancel_button;
-  return buttons.empty() ? 0 : static_cast<int>(buttons.size()) - 1;
+  return gib_cautious_choice(list);
 }
 
 int HeadlessOperator::show_gib(const GibBox& box) {
@@ -143,23 +142,10 @@ std::optional<std::string> HeadlessOperator::show_input_box(const std::string& p
 
 MsgAnswer HeadlessOperator::show_msg_box(const std::string& text, MsgButtons buttons,
                                          const std::string& title) {
-  MsgAnswer answer = MsgAnswer::Cancel;
-  switch (buttons) {
-    case MsgButtons::Ok:
-      answer = MsgAnswer::Ok;
-      break;
-    case MsgButtons::YesNo:
-      answer = MsgAnswer::No;
-      break;
-    case MsgButtons::RetryCancel:
-      if (policy_caption() == "Retry") {
-        ++retries_;
-        answer = MsgAnswer::Retry;
-      }
-      break;
-    case MsgButtons::OkCancel:
-    case MsgButtons::YesNoCancel:
-      break;
+  MsgAnswer answer = msg_cautious_answer(buttons);
+  if (buttons == MsgButtons::RetryCancel && policy_caption() == "Retry") {
+    ++retries_;
+    answer = MsgAnswer::Retry;
   }
   report(title, text, answer_name(answer));
   return answer;

@@ -21,12 +21,6 @@ std::vector<std::string> captions_of(const GibButtonList& list) {
   return out;
 }
 
-// The choice that ends a box nobody expected without doing harm.
-int safe_button(const GibButtonList& list) {
-  if (list.cancel_button >= 0) return list.cancel_button;
-  return list.buttons.empty() ? 0 : static_cast<int>(list.buttons.size()) - 1;
-}
-
 std::vector<std::string> msg_captions(MsgButtons buttons) {
   switch (buttons) {
     case MsgButtons::Ok:
@@ -213,7 +207,7 @@ int ScriptedOperator::show_gib(const GibBox& box) {
     box_open = true;
     box_title = box.title;
   }
-  int answer = safe_button(box.buttons);
+  int answer = gib_cautious_choice(box.buttons);
   if (box.ticks > 0) {
     // A timed box closes by itself after its count-down, whatever was queued.
     if (e && (e->answer != 0 || !e->caption.empty()))
@@ -266,7 +260,7 @@ int ScriptedOperator::show_gibcb(const GibcbRequest& request, std::vector<bool>&
           .font = request.font};
   size_t at = shown.size();
   std::optional<Expectation> e = take(std::move(s));
-  int answer = safe_button(request.buttons);
+  int answer = gib_cautious_choice(request.buttons);
   if (e) {
     for (int i : e->toggles) {
       if (i < 0 || i >= static_cast<int>(checked.size()))
@@ -359,17 +353,7 @@ MsgAnswer ScriptedOperator::show_msg_box(const std::string& text, MsgButtons but
     if (std::find(offered.begin(), offered.end(), caption) == offered.end())
       ADD_FAILURE() << "the answer " << caption << " is not offered by \"" << text << "\"";
   } else {
-    switch (buttons) {
-      case MsgButtons::Ok:
-        answer = MsgAnswer::Ok;
-        break;
-      case MsgButtons::YesNo:
-        answer = MsgAnswer::No;
-        break;
-      default:
-        answer = MsgAnswer::Cancel;
-        break;
-    }
+    answer = msg_cautious_answer(buttons);
   }
   shown[at].answer = static_cast<int>(answer);
   return answer;
