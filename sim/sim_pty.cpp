@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -154,9 +155,12 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
   std::string partial;
   double rx_free = 0;  // when the line towards the instrument is free again
   char buf[4096];
+  double listen_until = 0;  // until then the next byte is waited for without sleeping
   while (!stop.load()) {
     pollfd p{master_fd, POLLIN, 0};
-    int ready = ::poll(&p, 1, 50);
+    bool listening = steady_ms() < listen_until;
+    if (listening) sched_yield();  // a busy machine gets the processor back at once
+    int ready = ::poll(&p, 1, listening ? 0 : 50);
     if (ready <= 0) continue;  // time-out or a signal: look at `stop` again
     ssize_t n = ::read(master_fd, buf, sizeof buf);
     if (n <= 0) {
@@ -198,6 +202,7 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
       record(steady_ms(), '<', bytes);
     }
     rx_free = at;
+    listen_until = steady_ms() + options.listen_ms;
   }
   if (transcript) std::fclose(transcript);
   return answered;

@@ -15,8 +15,13 @@
 namespace ovn {
 
 struct SimServeOptions {
-  long baud = 115200;           // 0: no baud emulation, bytes leave at once
-  double turnaround_ms = 0.0;   // the instrument's time between request and reply
+  long baud = 115200;          // 0: no baud emulation, bytes leave at once
+  double turnaround_ms = 0.0;  // the instrument's time between request and reply
+  // How long the instrument listens hard (polls without sleeping) after each exchange
+  // before it sleeps until the next byte. A stator's receiver hears a byte at once; a
+  // sleeping server hears it a scheduler wake-up later, which on a pseudo-terminal costs
+  // tens of microseconds an exchange. 0: always sleep.
+  double listen_ms = 2.0;
   std::string transcript_path;  // empty: no transcript; otherwise appended to
   // The client's end of the terminal: when set, the instrument hears a request only if the
   // client has set the terminal to the instrument's own rate (the family's, or
