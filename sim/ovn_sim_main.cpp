@@ -34,6 +34,8 @@ const char* kUsage =
     "  --seed N           noise seed (default 1)\n"
     "  --line-end cr|lf|crlf   how replies end (default cr)\n"
     "  --turnaround MS    instrument delay before each reply (default 0)\n"
+    "  --listen MS        after each reply, poll without sleeping this long (default 2;\n"
+    "                     0: sleep at once, saving processor time at a little speed)\n"
     "  --transcript FILE  append every request and reply to FILE\n";
 
 bool number_arg(const char* text, double& out) {
@@ -99,6 +101,8 @@ int main(int argc, char** argv) {
       config.line_end = e == "lf" ? "\n" : e == "crlf" ? "\r\n" : "\r";
     } else if (opt == "--turnaround") {
       ok = number_arg(v, serve.turnaround_ms) && serve.turnaround_ms >= 0;
+    } else if (opt == "--listen") {
+      ok = number_arg(v, serve.listen_ms) && serve.listen_ms >= 0;
     } else if (opt == "--transcript") {
       serve.transcript_path = v;
     } else {
