@@ -68,7 +68,7 @@ TEST_F(CatalogueTest, ARangeAsksEveryCharacterFromStartToEnd) {
 }
 
 TEST_F(CatalogueTest, AParameterRefusedThreeTimesBecomesABadReplyLine) {
-  port->answer_bang("UIC");
+  port.answer_bang("UIC");
   double start = now_ms();
   EXPECT_EQ(tm_info_catalogue_item("UIC Customer Name"), "# BAD REPLY TO UIC:!\r\n");
   EXPECT_EQ(count_requests("UIC"), 3);

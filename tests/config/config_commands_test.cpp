@@ -14,7 +14,7 @@ class ConfigCommandTest : public ConfigFixture {
     tmi_get_data_ini(kTmKst, 0, false, "", 0, false);
     tm_file_use_session([](int32_t) { return rs232_send_ok("@@", 1000); });
     env.set("APPDATA", dir.path());
-    port->clear_transcript();
+    port.clear_transcript();
   }
   ~ConfigCommandTest() override {
     tm_file_set_load_hooks({});
@@ -44,7 +44,7 @@ TEST_F(ConfigCommandTest, SaveThenLoadThroughTheCommands) {
 
   sim_set_param(sim, "UCA", "1");
   sim_set_param(sim, "SCA", "500");  // not in the file of a two-channel instrument below
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_file_dialog("Configurations for", path);
   op.expect_gib("voltage output calibration values", "Proceed anyway");
   op.expect_gib("Configuration uploaded", "OK");
@@ -57,7 +57,7 @@ TEST_F(ConfigCommandTest, SaveThenLoadThroughTheCommands) {
   EXPECT_EQ(count_requests("SCA1.0"), 0);
 
   // A cancelled dialog loads nothing.
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_file_dialog("", std::nullopt);
   EXPECT_EQ(tm_file_command_load(channels), -1);
   EXPECT_TRUE(requests().empty());

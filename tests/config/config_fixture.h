@@ -5,38 +5,28 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "config/tm_file.h"
-#include "foundation/debug_log.h"
 #include "foundation/kw.h"
-#include "link/rs232.h"
-#include "sim/sim_instrument.h"
-#include "sim/sim_port.h"
-#include "support/scripted_operator.h"
-#include "support/seams.h"
+#include "support/sim_line.h"
 #include "support/temp_dir.h"
 
 namespace ovn::test {
 
-class ConfigFixture : public SeamsTest {
+class ConfigFixture : public SimLineTest {
  protected:
   explicit ConfigFixture(SimFamily family = SimFamily::Kst) { connect(family); }
-  ~ConfigFixture() override { rs232_reset_state(); }
 
-  // A fresh instrument of `family` on a fresh line at its own baud, transcript cleared.
+  // The instrument of `family` on the line at its own baud, transcript cleared.
   void connect(SimFamily family) {
-    rs232_reset_state();
-    debug_log_reset();
     SimConfig config;
     config.family = family;
     sim_init(sim, config);
-    port = std::make_unique<SimPort>(sim);
-    rs232_attach(*port, sim_family_has_address(family) ? "A" : "");
-    ASSERT_EQ(rs232_open(*port, std::to_string(sim_family_baud(family))), "");
-    port->clear_transcript();
+    rs232_attach(port, sim_family_has_address(family) ? "A" : "");
+    ASSERT_EQ(rs232_open(port, std::to_string(sim_family_baud(family))), "");
+    port.clear_transcript();
   }
 
   // The KST as the session would describe it.
@@ -53,7 +43,7 @@ class ConfigFixture : public SeamsTest {
     return k;
   }
 
-  std::vector<std::string> requests() const { return port->requests(); }
+  std::vector<std::string> requests() const { return port.requests(); }
   int count_requests(const std::string& message) const {
     auto r = requests();
     return static_cast<int>(std::count(r.begin(), r.end(), message));
@@ -64,9 +54,6 @@ class ConfigFixture : public SeamsTest {
     return out;
   }
 
-  SimInstrument sim;
-  std::unique_ptr<SimPort> port;
-  ScriptedOperator op;
   TempDir dir;
 };
 

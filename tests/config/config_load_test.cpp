@@ -23,7 +23,7 @@ class ConfigLoadTest : public ConfigFixture {
   std::string file(const std::vector<std::string>& lines, const std::string& name = "c.611") {
     std::string text;
     for (const auto& l : lines) text += l + "\r\n";
-    port->clear_transcript();
+    port.clear_transcript();
     return dir.write(name, text);
   }
 
@@ -40,7 +40,7 @@ TEST_F(ConfigLoadTest, ASavedConfigurationLoadsBackIntoAChangedInstrument) {
   sim_set_param(sim, "IOC", "4");
   sim_set_param(sim, "AON", "30000");
   sim_set_param(sim, "CF3B", "7");
-  port->clear_transcript();
+  port.clear_transcript();
 
   op.expect_gib("voltage output calibration values", "Proceed anyway");
   EXPECT_EQ(tm_info_config_load(path, true, kst()), 104);
@@ -76,7 +76,7 @@ TEST_F(ConfigLoadTest, AFileWithoutModelAsksBeforeSendingAnything) {
   EXPECT_EQ(sim_param(sim, "UCA"), "1");
 
   // Under a procedure there is only "OK", and the load ends.
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_gib("Problem loading KST configuration!", "OK");
   EXPECT_EQ(tm_info_config_load(path, false, kst()), 0);
   EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"OK"}));
@@ -97,13 +97,13 @@ TEST_F(ConfigLoadTest, AnalogCalibrationLinesAreSkippedOrSentAsTheOperatorSays) 
   EXPECT_EQ(requests(),
             (std::vector<std::string>{"UIAM", "UIBS", "AOA1", "AOL3", "AOK4", "@@", "VR"}));
 
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_gib("specific to each KST stator board", "Proceed anyway");
   EXPECT_EQ(tm_info_config_load(path, true, kst()), 7);
   EXPECT_EQ(sim_param(sim, "AOU"), "200");
 
   // Under a procedure they are dropped without a word.
-  port->clear_transcript();
+  port.clear_transcript();
   EXPECT_EQ(tm_info_config_load(path, false, kst()), 5);
   EXPECT_EQ(count_requests("AOM100") + count_requests("AOU200"), 0);
   EXPECT_EQ(count_requests("AOA1"), 1);
@@ -165,12 +165,12 @@ TEST_F(ConfigLoadTest, KsvmSendsBoardGainsOnlyWithAKnownModel) {
 
 TEST_F(ConfigLoadTest, UploadingTextSendsTheHeldCopyWithoutComments) {
   tm_info_config_set_held("UCA5              # Pole0\r\n# BAD REPLY TO UIC:!\r\n\r\nTA2\r\n");
-  port->clear_transcript();
+  port.clear_transcript();
   EXPECT_EQ(tm_info_config_upload_text(""), 2);
   EXPECT_EQ(requests(), (std::vector<std::string>{"UCA5", "TA2"}));
   EXPECT_EQ(sim_param(sim, "TA"), "2");
   EXPECT_EQ(rereads, 1);
-  port->clear_transcript();
+  port.clear_transcript();
   EXPECT_EQ(tm_info_config_upload_text("UCB7 # x"), 1);
   EXPECT_EQ(requests(), (std::vector<std::string>{"UCB7"}));
 }
@@ -217,7 +217,7 @@ TEST_F(RdxLoadTest, AModelMismatchOffersToSetModelAndSerialOnlyWithoutAValidMode
   EXPECT_EQ(requests(), reads);
 
   sim.table["MD"] = "NoModel";
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_gib("or Serial Number (R7) in configuration file", "Load and Set SN & MD");
   op.expect_gib("  the model to \"OTHER\"", "No");
   EXPECT_EQ(tm_info_config_load(path, true, rdx()), 1);
@@ -225,7 +225,7 @@ TEST_F(RdxLoadTest, AModelMismatchOffersToSetModelAndSerialOnlyWithoutAValidMode
 
   sim.table["MD==OTHER"] = "OK";
   sim.table["SN==R7"] = "OK";
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_gib("", "Load and Set SN & MD");
   op.expect_gib("  and the Serial number to \"R7\"?", "Yes");
   EXPECT_EQ(tm_info_config_load(path, true, rdx()), 1);
@@ -283,7 +283,7 @@ TEST_F(WqpmLoadTest, AnotherTransducersFileIsRefusedUnlessTheOperatorIsSure) {
   EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 0);
   EXPECT_EQ(requests(), (std::vector<std::string>{"VR", "MD", "SN", "VR", "MD", "SN"}));
 
-  port->clear_transcript();
+  port.clear_transcript();
   op.expect_gib("", "Load");
   EXPECT_EQ(tm_info_config_load(path, true, wqpm()), 1);
   EXPECT_EQ(requests(), (std::vector<std::string>{"VR", "MD", "SN", "FL5", "@@", "VR"}));

@@ -10,16 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/settings.h"
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
-#include "link/rs232.h"
-#include "sim/sim_port.h"
 #include "support/fake_port.h"
-#include "support/scripted_operator.h"
-#include "support/seams.h"
+#include "support/sim_line.h"
 
 namespace ovn::test {
 namespace {
@@ -51,25 +47,20 @@ bool is_output_trim(const std::string& request) {
 }
 
 // A KST on the simulated line at 115200 baud, the link attached at its address.
-class SimKstTest : public SeamsTest {
+class SimKstTest : public SimLineTest {
  protected:
   explicit SimKstTest(char address = 'A', int channels = 3) {
     SimConfig config;
     config.address = address;
     config.channels = channels;
     sim_init(sim, config);
-    rs232_reset_state();
     tm_info_reset_state();
-    debug_log_reset();
     rs232_attach(port, std::string(1, address));
     EXPECT_EQ(rs232_open(port, "115200"), "");
     port.clear_transcript();
     seams.log.lines.clear();
   }
-  ~SimKstTest() override {
-    rs232_reset_state();
-    tm_info_reset_state();
-  }
+  ~SimKstTest() override { tm_info_reset_state(); }
 
   // Reads the KST into the current session, as the program does when it opens the line.
   void read_session() {
@@ -78,25 +69,6 @@ class SimKstTest : public SeamsTest {
     port.clear_transcript();
     seams.log.lines.clear();
   }
-
-  // The lines sent, address letter included.
-  std::vector<std::string> sent() const {
-    std::vector<std::string> out;
-    for (const auto& e : port.transcript())
-      if (e.direction == '>') out.push_back(e.text.substr(0, e.text.size() - 1));
-    return out;
-  }
-  bool logged(const std::string& text) const {
-    for (const auto& line : seams.log.lines)
-      if (line.size() >= text.size() &&
-          line.compare(line.size() - text.size(), text.size(), text) == 0)
-        return true;
-    return false;
-  }
-
-  SimInstrument sim;
-  SimPort port{sim};
-  ScriptedOperator op;
 };
 
 class FactoryResetTest : public SimKstTest {

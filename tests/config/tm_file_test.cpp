@@ -31,7 +31,7 @@ class TmFileTest : public ConfigFixture {
 };
 
 TEST_F(TmFileTest, SavedFileHasTheHeaderThenTheBodyInCatalogueOrder) {
-  port->answer_bang("UIC");
+  port.answer_bang("UIC");
   const std::string path = dir / "kst.611";
   ASSERT_TRUE(tm_info_config_save(path, kst()));
   auto text = TempDir::read(path);
@@ -132,7 +132,7 @@ TEST_F(TmFileTest, AnAbortDuringTheDownloadLeavesTheEarlierFileIntact) {
   const std::string path = dir / "kst.611";
   ASSERT_TRUE(tm_info_config_save(path, kst()));
   const auto earlier = TempDir::read(path);
-  port->drop_replies(1000);
+  port.drop_replies(1000);
   op.expect_gib("Communications Failure", "Abort");
   EXPECT_PROCESS_EXIT(tm_info_config_save(path, kst()), 1);
   EXPECT_EQ(TempDir::read(path), earlier);

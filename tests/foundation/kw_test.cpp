@@ -179,14 +179,15 @@ TEST(KwChars, LettersHexAndNewlines) {
 }
 
 TEST(KwEscape, SwappedLettersAndTheOctalSwallow) {
-  EXPECT_EQ(kw_unescape("\\012Z"), "\n");  // octal 012 is LF; the "Z" behind is swallowed
-  EXPECT_EQ(kw_unescape("a\\nb\\rc"), "a\rb\nc");
+  EXPECT_EQ(kw_unescape("a\\nb\\rc\\t"), "a\rb\nc\t");
+  EXPECT_EQ(kw_unescape("\\012Z!"), "\n!");  // octal 012 is LF; the "Z" behind is swallowed
   EXPECT_EQ(kw_unescape("\\x41\\xZZ"), "A\\xZZ");
-  EXPECT_EQ(kw_unescape("\\q\\\\"), "\\q\\");
-  EXPECT_EQ(kw_escape(std::string("\x7F\x05\r\n", 4), false), "\\x7F\\x5\\n\\r");
+  EXPECT_EQ(kw_unescape("\\0ab\\\\\\q"), std::string("\0ab\\\\q", 6));
+  EXPECT_EQ(kw_escape(std::string("\x7F\x05\r\n\t\\", 6), false), "\\x7F\\x5\\n\\r\\t\\\\");
   EXPECT_EQ(kw_escape("\r\n", true), "\r\n");
-  const std::string mixed("tab\there\0nul\\", 13);
-  EXPECT_EQ(kw_unescape(kw_escape(mixed, false)), mixed);
+  for (const std::string& s :
+       {std::string("tab\there\0nul\\", 13), std::string("\0\f\b\v~ \r\n", 8)})
+    EXPECT_EQ(kw_unescape(kw_escape(s, false)), s) << kw_escape(s, false);
 }
 
 TEST(KwParse, IntegersStopWhereTheyStopFitting) {

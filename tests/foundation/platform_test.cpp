@@ -2,7 +2,6 @@
 #include <fstream>
 
 #include "foundation/debug_log.h"
-#include "foundation/kw.h"
 #include "foundation/platform.h"
 #include "support/seams.h"
 
@@ -51,11 +50,6 @@ TEST_F(SeamsTest, MemoryStoreKeepsEmptyValuesAndRemovesSections) {
   EXPECT_EQ(*s.get("KST", "Settings", "Lines"), "2");
 }
 
-TEST_F(SeamsTest, FatalErrorShowsTheTextThenEndsTheProcess) {
-  EXPECT_PROCESS_EXIT(fatal_error("Bad Bit Mask"), 1);
-  EXPECT_EQ(seams.fatal_texts, std::vector<std::string>{"Bad Bit Mask"});
-}
-
 TEST(FileLogSink, AppendsLinesAndRollsOverWhenFull) {
   auto dir = std::filesystem::temp_directory_path() / "ovn-log-test";
   std::filesystem::remove_all(dir);
@@ -72,26 +66,6 @@ TEST(FileLogSink, AppendsLinesAndRollsOverWhenFull) {
   EXPECT_EQ(b, "second");
   std::filesystem::remove_all(dir);
 }
-
-TEST(Escapes, SwappedLineLettersAndOctalSwallow) {
-  EXPECT_EQ(kw_unescape("a\\nb\\rc\\t"), "a\rb\nc\t");
-  EXPECT_EQ(kw_unescape("\\012Z!"), "\n!");  // three octal digits, then one more is eaten
-  EXPECT_EQ(kw_unescape("\\x41\\xZZ"), "A\\xZZ");
-  EXPECT_EQ(kw_unescape("\\0ab\\\\\\q"), std::string("\0ab\\\\q", 6));
-  EXPECT_EQ(kw_escape("\r\n\t\\", false), "\\n\\r\\t\\\\");
-  EXPECT_EQ(kw_escape("\r\n", true), "\r\n");
-  EXPECT_EQ(kw_escape(std::string("\x7f\x05", 2), false), "\\x7F\\x5");
-  for (std::string s : {std::string("line\rnext\nend\t\\"), std::string("\0\f\b\v~ ", 6)})
-    EXPECT_EQ(kw_unescape(kw_escape(s, false)), s) << kw_escape(s, false);
-}
-
-}  // namespace
-}  // namespace ovn
-
-namespace ovn {
-namespace {
-
-using test::SeamsTest;
 
 TEST_F(SeamsTest, DebugLogStampsSecondsSinceThePreviousLine) {
   debug_log_reset();

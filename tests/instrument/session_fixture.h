@@ -1,6 +1,6 @@
 #pragma once
 // A fresh session module on the simulated instrument's in-process port, with the virtual
-// clock, a memory log and the scripted operator.
+// clock, a memory log and the scripted operator (the simulated line's fixture).
 
 #include <gtest/gtest.h>
 
@@ -8,16 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "foundation/debug_log.h"
 #include "instrument/family.h"
 #include "instrument/measure.h"
 #include "instrument/tm_info.h"
-#include "link/rs232.h"
-#include "link/selcom.h"
 #include "sim/sim_instrument.h"
-#include "sim/sim_port.h"
-#include "support/scripted_operator.h"
-#include "support/seams.h"
+#include "support/sim_line.h"
 
 namespace ovn::test {
 
@@ -70,19 +65,10 @@ inline const Replies kS350PlusReplies = {{"UN1", "lbf"},   {"FS1", "400"},   {"C
                                          {"CC1C", "0.5"},  {"CC1D", "0.25"}, {"CC1E", "-0.5"},
                                          {"CC1F", "0.125"}};
 
-class SessionTest : public SeamsTest {
+class SessionTest : public SimLineTest {
  protected:
-  SessionTest() : port(sim) {
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
-    debug_log_reset();
-  }
-  ~SessionTest() override {
-    selcom_reset_state();
-    rs232_reset_state();
-    tm_info_reset_state();
-  }
+  SessionTest() { tm_info_reset_state(); }
+  ~SessionTest() override { tm_info_reset_state(); }
 
   // Builds the instrument of `family`, noiseless, answering `table` beyond its own
   // vocabulary, and opens the line at its baud with its address.
@@ -107,20 +93,9 @@ class SessionTest : public SeamsTest {
     return tm_info_record(0);
   }
 
-  std::vector<std::string> log_texts() const {
-    std::vector<std::string> out;
-    for (auto& line : seams.log.lines)
-      if (line.find("*****Debug  init") == std::string::npos) out.push_back(line.substr(8));
-    return out;
-  }
-
   std::string setting(const std::string& app, const std::string& section, const std::string& key) {
     return seams.settings.get(app, section, key).value_or("<none>");
   }
-
-  SimInstrument sim;
-  SimPort port;
-  ScriptedOperator op;
 };
 
 }  // namespace ovn::test

@@ -8,23 +8,13 @@
 #include <cstdint>
 #include <string>
 
-#include "foundation/debug_log.h"
-#include "link/rs232.h"
-#include "sim/sim_instrument.h"
-#include "sim/sim_port.h"
-#include "support/scripted_operator.h"
-#include "support/seams.h"
+#include "support/sim_line.h"
 
 namespace ovn {
 namespace {
 
-class SimExchange : public test::SeamsTest {
+class SimExchange : public test::SimLineTest {
  protected:
-  SimExchange() {
-    rs232_reset_state();
-    debug_log_reset();
-  }
-  ~SimExchange() override { rs232_reset_state(); }
   void connect(const SimConfig& config, const std::string& id) {
     sim_init(sim, config);
     port.set_port_number(3);
@@ -32,9 +22,6 @@ class SimExchange : public test::SeamsTest {
     ASSERT_EQ(rs232_open(port, "115200"), "");
     port.clear_transcript();
   }
-  test::ScriptedOperator op;
-  SimInstrument sim;
-  SimPort port{sim};
 };
 
 TEST_F(SimExchange, TypedReadersAndWritesWorkAgainstTheSimulatedKst) {
