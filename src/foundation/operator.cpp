@@ -493,6 +493,10 @@ Operator* current_operator() {
   return state().op;
 }
 
+bool Operator::show_password(FrmPassword&) {
+  fatal_error("show_password: this operator has no password dialog");
+}
+
 SelcomChoice Operator::show_selcom(FrmSelcom&) {
   fatal_error("show_selcom: this operator has no port selection form");
 }

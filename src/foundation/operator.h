@@ -318,6 +318,9 @@ void flash_active_window();
 struct FrmSelcom;
 enum class SelcomChoice { Retry, Abort, Closed };
 
+// The password dialog (instrument/password.h).
+struct FrmPassword;
+
 // ---- The seam --------------------------------------------------------------------------
 
 // What a toolkit implements. It is handed prepared requests and reports the operator's
@@ -352,6 +355,11 @@ class Operator {
   // procedures (a port row: selcom_ls_comport_click; an ID row: ls_id.list_index); the
   // result is the button that closed it. The default has no window to show: fatal_error.
   virtual SelcomChoice show_selcom(FrmSelcom& form);
+  // Runs the password dialog modally: the operator types into form.txt[i].text; O&k calls
+  // frm_password_ok_click (which may keep the form open), the window's close or &Cancel
+  // frm_password_cancel_click. Returns when form.visible is false: form.accepted. The
+  // default has no window to show: fatal_error.
+  virtual bool show_password(FrmPassword& form);
 };
 
 // Installs the operator (not owned); nullptr uninstalls. Also forgets the module records

@@ -15,6 +15,8 @@
 #include "foundation/units.h"
 #include "foundation/version_notice.h"
 #include "instrument/measure.h"
+#include "instrument/ovn_mode.h"
+#include "instrument/password.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
@@ -113,9 +115,9 @@ void lf_build_menus(FrmKstMain& f) {
 
 // The commands this build serves; the others keep their entries, disabled.
 bool lf_command_available(int32_t c) {
-  static constexpr int32_t kServed[] = {37,  38,   48,   50,   100,  101,       103, 104,
-                                        105, 107,  109,  203,  400,  401,       402, 508,
-                                        509, 1998, 3000, 3001, 3002, kCmdResize};
+  static constexpr int32_t kServed[] = {37,  38,  48,   50,   60,   100,  101,       103, 104,
+                                        105, 107, 109,  203,  206,  207,  400,       401, 402,
+                                        508, 509, 1998, 3000, 3001, 3002, kCmdResize};
   return std::find(std::begin(kServed), std::end(kServed), c) != std::end(kServed) ||
          (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
          (c >= kGestureCommandBase && c <= 31000);
@@ -248,6 +250,14 @@ void lf_apply_channel_labels(FrmKstMain& f) {
   }
 }
 
+// The instrument holds 2 to 5 adjustment points ("TA"): zero, positive, negative and the
+// further points #3 and #4 take the first entries of the Adjustment menu in this order.
+void lf_apply_adjustment_points(FrmKstMain& f, int points) {
+  points = std::clamp(points, 2, 5);
+  for (int i = 0; i < 5 && i < static_cast<int>(f.mn_adjustment.entries.size()); ++i)
+    f.mn_adjustment.entries[static_cast<size_t>(i)].visible = i < points;
+}
+
 void lf_apply_temperature_settings(FrmKstMain& f) {
   KstSession& s = f.session;
   s.temperature_unit = kw_setting_seed(kGraphApp, "Settings", "Temperature Unit Name", "F");
@@ -330,9 +340,20 @@ void lf_flag_dialog(FrmKstMain& f) {
                 "|^2.015 kHz ^7.8125 kHz^ Highest Filter" + "|^Don't ^^Fix^^ed^ Duty Cycle";
   if (gibcb(value, settings, "Apply Changes|Cancel", "Info Box") != 0) return;
   rs232_send_ok("UCB" + std::to_string(value));
-  get_si16("TA");
+  lf_apply_adjustment_points(f, get_si16("TA"));
   lf_apply_channel_labels(f);
   lf_apply_filter_label(f);
+}
+
+// Command 60: the technician phrase. A cancelled dialog changes nothing.
+void lf_technician_entry(FrmKstMain& f) {
+  std::string text = password_ask(kPasswordEnter, "");
+  if (text.empty()) return;
+  kst_apply_technician(f, ovn_mode_is_technician(ovn_mode_get(text, true, ovn_mode_levels())));
+  lf_apply_adjustment_points(f, get_si16("TA"));
+  lf_apply_filter_label(f);
+  if (f.hooks.layout) f.hooks.layout();
+  debug_log("User Entered " + text);
 }
 
 void lf_channel_gesture(FrmKstMain& f, int32_t code) {
@@ -401,6 +422,8 @@ KstMenuEntry* kst_menu_entry(FrmKstMain& f, int32_t command) {
 void kst_load(FrmKstMain& f) {
   f.caption = "New Version...";
   debug_log(std::string(37, '*'));
+  // A technician stays one from run to run: the store holds the accepted phrase's transform.
+  f.technician = ovn_mode_is_technician(ovn_mode_current());
   std::string notice = kw_version_notice(kProgram);
   if (!notice.empty() && gib(notice, "Yes|No", kGibInfo, kProgram) == 1) process_exit(0);
   if (!command_line_has("-nologo")) {
@@ -451,13 +474,9 @@ void kst_load(FrmKstMain& f) {
   f.btn_pause.caption = "Pause Graphing";
   f.btn_clrscrn.caption = "Clear Screen";
   f.btn_pwr135.caption = "135kHz";
-  f.pic_graph.tool_tip = std::string("Click=Get Data At Cursor  Right-Click=Clear Screen") +
-                         "  Ctrl+Click=change background color";
   for (int i = 0; i < 8; ++i) f.sh_io_saved_color[i] = f.sh_io[i].back_color = f.window_color;
 
-  // The technician mode comes from the access locks, which this build does not evaluate:
-  // the window starts in the normal mode.
-  f.technician = false;
+  kst_apply_technician(f, f.technician);
 
   const char* limit_tips[] = {
       "Shift:", "   Shift+Ctrl+Click:Center around 0   Shift+Click:Zoom In/Out",
@@ -615,9 +634,9 @@ void kst_init_session(FrmKstMain& f) {
 
   int pwa_lower = get_si16("PWa"), pwa = get_si16("PWA");
   if (f.technician && pwa > 0) {
-    double freq = 40000.0 / pwa;  // kHz: the drive counts a 40 MHz clock
+    double freq = 60000.0 / pwa;  // kHz: the drive counts a 60 MHz clock
     f.lb_tech_pwm.caption = std::to_string(pwa_lower) + "/" + std::to_string(pwa) + " " +
-                            kw_format(100.0 * pwa_lower / pwa / 100.0, "0.00%") + " " +
+                            kw_format(100.0 * pwa_lower / pwa / 100.0, "0.00%") +
                             kw_format(freq, " 0.00kHz");
   }
 
@@ -639,7 +658,7 @@ void kst_init_session(FrmKstMain& f) {
   lf_apply_temperature_settings(f);
   apply_graph_scale(f.graph);
   lf_apply_channel_labels(f);
-  get_si16("TA");
+  lf_apply_adjustment_points(f, get_si16("TA"));
   lf_apply_io_labels(f);
   apply_graph_scale(f.graph);
   f.graph.initialising = false;
@@ -725,6 +744,7 @@ void kst_refresh_readouts(FrmKstMain& f) {
 
   int as = 0;
   if (f.technician) {
+    kst_tech_status(f);
     f.btn_pwr135.visible = get_si16("PWA") != 444;
   } else {
     f.lb_temperature.visible = f.btn_pwr135.visible = true;
@@ -758,6 +778,57 @@ void kst_refresh_readouts(FrmKstMain& f) {
   g.last_text_ms = g.elapsed_ms;
 }
 
+void kst_apply_technician(FrmKstMain& f, bool technician) {
+  f.technician = technician;
+  f.lb_tech_pwm.visible = f.lb_tech_rtr.visible = technician;
+  std::string tip = "Click=Get Data At Cursor  Right-Click=Clear Screen";
+  if (technician)
+    tip = std::string("Pink: Unregulated Voltage ") + "   Orange:Rotor Temperature (60 - 175 )" +
+          "  Light Grey: Signal fidelity (0-100%)" + tip;
+  f.pic_graph.tool_tip = tip + "  Ctrl+Click=change background color";
+  // The compensation and rotor power entries of Misc, and the technician's own adjustments,
+  // are for the technician only.
+  for (KstMenu* m : {&f.mn_temperature, &f.mn_pwr})
+    for (KstMenuEntry& e : m->entries) e.visible = technician;
+  for (size_t i : {7u, 8u})
+    if (i < f.mn_adjustment.entries.size()) f.mn_adjustment.entries[i].visible = technician;
+  lf_apply_channel_labels(f);
+}
+
+bool kst_tech_status(FrmKstMain& f) {
+  std::string reply = get_reply("RT");
+  std::vector<std::string> r = lf_fields(reply);
+  // Volt, Cal, Ask, rate, cksm, #, TmpR (hex), P0, raw, CC, IO, ChckSm %, WD %
+  const size_t kFields = 13;
+  if (r.size() < kFields) {
+    debug_log("BAD RT:" + reply);
+    return false;
+  }
+  double ce1a = get_f64("CE1A");
+  std::string cf1a = get_reply("CF1A");
+  std::string cca = get_reply("CCA");
+  // P0 is the present value as a fraction of full scale times "UCA".
+  double p0 = kw_safe_div(lf_number(r[7]) * ce1a, f.session.uca, 0);
+  std::string volt = kw_format(lf_number(r[0]), "0.000V");
+  std::string tmpr = "TmpR:0x" + r[6];
+  f.tech_lines = {
+      "Volt:" + volt,
+      "Cal:" + r[1] + "  Ask:" + r[2] + "/" + r[3],
+      "cksm:" + r[4] + "  #:" + r[5],
+      tmpr,
+      "P0=" + kw_format(p0, f.modes[0].format[0]) + " " + f.session.unit[0] + "  *raw:" + r[8],
+      "Z:" + cf1a,
+      "CC=" + cca + "/" + r[9],
+      "IO:" + r[10],
+      "ChckSm:" + r[11] + "%  WD:" + r[12] + "%"};
+  std::string tip = "ANY+Click:De/Increase URV Target Voltage";
+  for (const std::string& line : f.tech_lines) tip += kCrLf + line;
+  f.lb_tech_rtr.tool_tip = tip;
+  f.lb_tech_rtr.caption = volt;
+  f.lb_temperature.tool_tip = tmpr;
+  return true;
+}
+
 bool main_run(FrmKstMain& f, bool /*restart*/) {
   // A configuration load commits to flash and reads the session again when it is done.
   tm_file_use_session(tm_info_flash_write_family);
@@ -788,6 +859,8 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
     f.display_mode = f.technician ? (f.display_mode + 1) % 5 : 0;
     kw_setting_put("KST", "Settings", "Display Mode", std::to_string(f.display_mode));
     lf_apply_channel_labels(f);
+  } else if (c == 60) {
+    lf_technician_entry(f);
   } else if (c == kCmdChangePort) {
     return false;
   } else if (c == 100) {
@@ -809,6 +882,12 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
     f.exit_requested = true;
   } else if (c == 203) {
     lf_flag_dialog(f);
+  } else if (c == 206) {
+    password_protect_toggle();
+    lf_apply_lock_state(f);
+  } else if (c == 207) {
+    password_change();
+    lf_apply_lock_state(f);
   } else if (c == 400) {
     const KstSession& s = f.session;
     std::string heading =

@@ -126,7 +126,10 @@ struct FrmKstMain {
   int32_t text_period_ms = 200;
   int display_mode = 0;
   std::array<KstDisplayMode, 5> modes{};
-  bool technician = false;  // either of the two upper mode bits
+  bool technician = false;  // either of the two upper mode bits of the technician level
+  // The rotor diagnostics of the last "RT" (technician mode), one line a field group;
+  // empty until a good reply came. Shown as tool tip lines, acted upon by nothing.
+  std::vector<std::string> tech_lines;
   bool timer1_enabled = false;
   bool loaded = false;
   bool unloaded = false;
@@ -180,6 +183,14 @@ void kst_init_session(FrmKstMain& f);
 KstRoundEnd kst_round(FrmKstMain& f);
 // The readout refresh of the labels, "MX", "DT", "IO*", "TC", "AS", "CF1B".
 void kst_refresh_readouts(FrmKstMain& f);
+// The technician diagnostics: "RT" split at commas into the rotor state lines of
+// `tech_lines`, the tool tips of lb_tech_rtr and lb_temperature, and lb_tech_rtr's caption
+// (the unregulated rotor voltage). A reply with too few fields is logged ("BAD RT:") and
+// leaves the lines as they were; returns false then.
+bool kst_tech_status(FrmKstMain& f);
+// The technician mode evaluated from the store, and everything that shows it: the
+// technician labels, tool tips, menu entries.
+void kst_apply_technician(FrmKstMain& f, bool technician);
 // The firmware notice lines for the versions, joined by CR LF; empty when all is well.
 std::string kst_firmware_notice(int stator, int rotor);
 // Rebuilds the display mode table, unit labels and captions from the session; with

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "instrument/password.h"
 #include "link/selcom.h"
 
 namespace ovn {
@@ -171,6 +172,12 @@ SelcomChoice HeadlessOperator::show_selcom(FrmSelcom& form) {
   }
   report(form.caption, form.lb_info.caption, answer);
   return answer == "Abort" ? SelcomChoice::Abort : SelcomChoice::Retry;
+}
+
+bool HeadlessOperator::show_password(FrmPassword& form) {
+  report(form.caption, form.prompt, "Cancel");
+  frm_password_cancel_click(form);
+  return false;
 }
 
 }  // namespace ovn

@@ -55,6 +55,8 @@ class HeadlessOperator final : public Operator {
   void set_active_window_title(const std::string&) override {}
   void flash_active_window() override {}
   SelcomChoice show_selcom(FrmSelcom& form) override;
+  // Nobody types a password: cancelled.
+  bool show_password(FrmPassword& form) override;
 
  private:
   // Writes a box: its title, its text (line ends as "\n") and the answer given.

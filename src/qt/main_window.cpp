@@ -208,6 +208,20 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     kst_on_mouse_down(model_, "lb_temperature", 0, b, s);
   };
   lb_time_now_ = new PressLabel(central);
+  // The rotor power drive and voltage: shown in technician mode only.
+  lb_tech_pwm_ = new PressLabel(central);
+  lb_tech_pwm_->setObjectName("lb_tech_pwm");
+  lb_tech_pwm_->on_press = [this](int b, int s) {
+    kst_on_mouse_down(model_, "lb_tech_pwm", 0, b, s);
+  };
+  lb_tech_rtr_ = new PressLabel(central);
+  lb_tech_rtr_->setObjectName("lb_tech_rtr");
+  lb_tech_rtr_->on_press = [this](int b, int s) {
+    kst_on_mouse_down(model_, "lb_tech_rtr", 0, b, s);
+  };
+  status->addWidget(lb_tech_pwm_);
+  status->addWidget(lb_tech_rtr_);
+  status->addSpacing(12);
   status->addWidget(lb_temperature_);
   status->addSpacing(12);
   status->addWidget(lb_hz_);
@@ -327,6 +341,8 @@ void MainWindow::render() {
   }
   show_label(lb_hz_, f.lb_hz);
   show_label(lb_temperature_, f.lb_temperature);
+  show_label(lb_tech_pwm_, f.lb_tech_pwm);
+  show_label(lb_tech_rtr_, f.lb_tech_rtr);
   show_label(lb_time_now_, f.lb_time_now);
   show_label(lb_xy_, f.lb_xy);
   for (int n = 0; n < 8; ++n) {

@@ -67,7 +67,7 @@ class MainWindow : public QMainWindow {
   QTimer render_timer_;
   std::array<PressLabel*, 3> lb_data_{}, lb_mxmn_{}, lb_units_{};
   PressLabel *lb_hz_ = nullptr, *lb_temperature_ = nullptr, *lb_time_now_ = nullptr,
-             *lb_xy_ = nullptr;
+             *lb_xy_ = nullptr, *lb_tech_pwm_ = nullptr, *lb_tech_rtr_ = nullptr;
   std::array<QLabel*, 8> lb_io_{}, sh_io_{};
   std::array<QLineEdit*, 6> txt_grlimits_{};
   QLineEdit* txt_sec_per_screen_ = nullptr;

@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "build_info.h"
+#include "qt/password_dialog.h"
 #include "qt/qt_operator_dialogs.h"
 #include "qt/selcom_dialog.h"
 
@@ -189,6 +190,11 @@ std::optional<int32_t> QtOperator::show_color_dialog(int32_t color) {
 SelcomChoice QtOperator::show_selcom(FrmSelcom& form) {
   return run_modal(new SelcomDialog(form, owner()),
                    [](SelcomDialog* d, int) { return d ? d->choice() : SelcomChoice::Closed; });
+}
+
+bool QtOperator::show_password(FrmPassword& form) {
+  return run_modal(new PasswordDialog(form, owner()),
+                   [&form](PasswordDialog* d, int) { return d && form.accepted; });
 }
 
 bool QtOperator::active_window_title(std::string& title) {

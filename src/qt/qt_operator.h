@@ -47,6 +47,7 @@ class QtOperator final : public Operator {
   void set_active_window_title(const std::string& title) override;
   void flash_active_window() override;
   SelcomChoice show_selcom(FrmSelcom& form) override;
+  bool show_password(FrmPassword& form) override;
 
   // The open non-modal box, or nullptr.
   GibDialog* open_box() const { return open_box_; }

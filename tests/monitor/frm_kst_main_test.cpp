@@ -13,7 +13,9 @@
 
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
+#include "foundation/settings.h"
 #include "foundation/units.h"
+#include "instrument/ovn_mode.h"
 #include "link/rs232.h"
 #include "monitor/data_dir.h"
 #include "sim/sim_instrument.h"
@@ -614,6 +616,74 @@ TEST_F(FrmKstMainTest, ChangeCommportLeavesThroughTheFlashWriteAndStartsAgain) {
   EXPECT_TRUE(f.timer1_enabled);
   EXPECT_FALSE(f.unloaded);
   EXPECT_EQ(f.session.tm_type, kKstFamily);
+}
+
+TEST_F(FrmKstMainTest, TheTechnicianPhraseOpensTheTechnicianModeAndItOutlivesTheRun) {
+  start();
+  kst_on_mouse_down(f, "lb_data", 0, 2, 7);
+  EXPECT_EQ(f.command, 60);
+  op.expect_password("", {{"torque"}});
+  kst_serve_command(f, 60);
+  EXPECT_EQ(op.last().title, "Enter Password");
+  EXPECT_TRUE(f.technician && f.lb_tech_pwm.visible && f.lb_tech_rtr.visible);
+  EXPECT_TRUE(f.mn_pwr.entries[0].visible);
+  EXPECT_EQ(f.lb_mxmn[0].tool_tip, "Max-Min=Spread.  Click on this label to reset max/min.");
+  EXPECT_EQ(seams.log.lines.back().substr(8), "User Entered torque");
+
+  // The next run starts as a technician, with its display mode.
+  seams.settings.put("KST", "Settings", "Display Mode", "2");
+  FrmKstMain next;
+  next.graph.canvas = &canvas;
+  kst_load(next);
+  EXPECT_TRUE(next.technician && next.lb_tech_rtr.visible);
+  kst_init_session(next);
+  EXPECT_EQ(next.display_mode, 2);
+
+  op.expect_password("", {{"torgue"}});
+  kst_serve_command(next, 60);
+  EXPECT_FALSE(next.technician || next.lb_tech_pwm.visible || next.mn_pwr.entries[0].visible);
+}
+
+TEST_F(FrmKstMainTest, TechnicianReadoutsDecodeTheRotorDiagnosticsAndLogAShortReply) {
+  seams.settings.put(kSharedApp, kOvnModeSection, kOvnModeKey, ovn_mode_transform("torque"));
+  start();
+  sim_set_param(sim, "CF1A", "-12");
+  sim_set_param(sim, "CCA", "3");
+  // P0 at a quarter of full scale.
+  sim.table["RT"] = "6.1504,2,77,1000,5,12345,5A0," + kw_format(f.session.uca / 4, "0") +
+                    ",8100000,3,05,99.50,0.25";
+  size_t from = port->requests().size();
+  kst_refresh_readouts(f);
+  std::vector<std::string> sent = requests_since(from);
+  EXPECT_EQ(std::vector<std::string>(sent.begin() + 6, sent.end()),
+            (std::vector<std::string>{"IO*", "RT", "CE1A", "CF1A", "CCA", "PWA", "CF1B"}));
+  int stop = 0;
+  double quarter = kw_parse_double(sim_param(sim, "CE1A"), stop) / 4;
+  EXPECT_EQ(f.tech_lines, (std::vector<std::string>{
+                              "Volt:6.150V", "Cal:2  Ask:77/1000", "cksm:5  #:12345", "TmpR:0x5A0",
+                              "P0=" + kw_format(quarter, f.modes[0].format[0]) + " " +
+                                  f.session.unit[0] + "  *raw:8100000",
+                              "Z:-12", "CC=3/3", "IO:05", "ChckSm:99.50%  WD:0.25%"}));
+  EXPECT_TRUE(f.lb_tech_rtr.tool_tip.ends_with("\r\nIO:05\r\nChckSm:99.50%  WD:0.25%"));
+
+  sim.table["RT"] = "6.1504,2,77";
+  EXPECT_FALSE(kst_tech_status(f));
+  EXPECT_EQ(seams.log.lines.back().substr(8), "BAD RT:6.1504,2,77");
+  EXPECT_EQ(f.tech_lines[0], "Volt:6.150V") << "the lines stay as they were";
+  sim.table.erase("RT");
+  EXPECT_TRUE(kst_tech_status(f)) << "the simulated instrument's own reply is long enough";
+}
+
+TEST_F(FrmKstMainTest, ThePasswordEntriesLockAndUnlockTheMenus) {
+  start();
+  op.expect_password("enable password protection", {{"kst"}});
+  kst_serve_command(f, 206);
+  EXPECT_FALSE(kst_menu_entry(f, 203)->enabled);
+  EXPECT_TRUE(kst_menu_entry(f, 207)->enabled) << "the way back stays open";
+  op.expect_password("", {{"kst", "secret", "secret"}});
+  kst_serve_command(f, 207);
+  EXPECT_EQ(sim.config.password, "secret");
+  EXPECT_TRUE(kst_menu_entry(f, 203)->enabled) << "the change leaves it unlocked";
 }
 
 }  // namespace

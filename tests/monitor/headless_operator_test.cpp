@@ -7,6 +7,7 @@
 
 #include <sstream>
 
+#include "instrument/password.h"
 #include "support/seams.h"
 
 namespace ovn::test {
@@ -85,12 +86,16 @@ TEST_F(HeadlessOperatorTest, PlainQuestionsAreAnsweredWithoutCommittingToAnythin
   EXPECT_EQ(msg_box("x", MsgButtons::YesNoCancel, "t"), MsgAnswer::Cancel);
   EXPECT_FALSE(user_input("|", "Name|", "Bench 4|", "Entry", ""));
   EXPECT_FALSE(input_box("Password", "Lock").has_value());
+  EXPECT_EQ(password_ask(kPasswordEnter, "Enter Password to enable password protection"), "");
   EXPECT_FALSE(file_dialog(FileDialogRequest{true, "Save", {}, "/tmp", "a.611"}).chosen);
   EXPECT_FALSE(color_dialog(0xFF).has_value());
   std::string title;
   EXPECT_FALSE(active_window_title(title)) << "there is no window";
   EXPECT_NE(text.str().find("[Entry]\nName = Bench 4\n--> Cancel\n"), std::string::npos)
       << text.str();
+  EXPECT_NE(text.str().find("[Enter Password]\nEnter Password to enable password protection\n"
+                            "--> Cancel\n"),
+            std::string::npos);
 }
 
 }  // namespace

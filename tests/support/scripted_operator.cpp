@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "foundation/platform.h"
+#include "instrument/password.h"
 #include "link/selcom.h"
 
 namespace ovn::test {
@@ -67,6 +68,8 @@ const char* box_kind_name(BoxKind kind) {
       return "file dialog";
     case BoxKind::ColorDialog:
       return "colour dialog";
+    case BoxKind::Password:
+      return "password dialog";
     case BoxKind::Selcom:
       return "port selection form";
   }
@@ -147,6 +150,12 @@ void ScriptedOperator::expect_selcom(const std::string& pattern, SelcomChoice ch
                     .pattern = pattern,
                     .answer = static_cast<int>(choice),
                     .act = std::move(act)});
+}
+
+void ScriptedOperator::expect_password(const std::string& pattern,
+                                       std::vector<std::vector<std::string>> attempts) {
+  queue_.push_back(
+      {.kind = BoxKind::Password, .pattern = pattern, .attempts = std::move(attempts)});
 }
 
 // ---- matching --------------------------------------------------------------------------
@@ -409,6 +418,29 @@ SelcomChoice ScriptedOperator::show_selcom(FrmSelcom& form) {
   if (e && e->act) e->act(form);
   shown[at].answer = static_cast<int>(choice);
   return choice;
+}
+
+bool ScriptedOperator::show_password(FrmPassword& form) {
+  Shown s{.kind = BoxKind::Password,
+          .text = form.prompt,
+          .title = form.caption,
+          .buttons = {form.btn_ok, form.btn_cancel}};
+  for (const PasswordField& t : form.txt)
+    if (t.visible) s.fields.push_back(t.label);
+  size_t at = shown.size();
+  std::optional<Expectation> e = take(std::move(s));
+  if (e) {
+    for (const std::vector<std::string>& texts : e->attempts) {
+      if (!form.visible) break;
+      size_t i = 0;
+      for (PasswordField& t : form.txt)
+        if (t.visible && i < texts.size()) t.text = texts[i++];
+      frm_password_ok_click(form);
+    }
+  }
+  if (form.visible) frm_password_cancel_click(form);
+  shown[at].answer = form.accepted ? 1 : 0;
+  return form.accepted;
 }
 
 }  // namespace ovn::test

@@ -51,7 +51,8 @@ enum class BoxKind {
   MsgBox,
   FileDialog,
   ColorDialog,
-  Selcom
+  Selcom,
+  Password
 };
 const char* box_kind_name(BoxKind kind);
 
@@ -67,6 +68,8 @@ struct Shown {
   int32_t flags = 0;                      // gib, gibcb
   std::string font = {};                  // gib, gibcb
   // selcom: the form's caption is the title, lb_info the text, ls_comport the fields.
+  // password: the mode is the title, the prompt the text, the visible fields' labels the
+  // fields.
   // user_input: data as shown; gibcb: captions at the end; timed gib: the title line after
   // each tick of the count-down
   std::vector<std::string> fields = {};
@@ -114,6 +117,10 @@ class ScriptedOperator : public Operator {
   // lists), then `choice` closes it. The pattern is looked for in the caption and lb_info.
   void expect_selcom(const std::string& pattern, SelcomChoice choice,
                      std::function<void(FrmSelcom&)> act = {});
+  // The password dialog: each attempt types its texts into the visible fields in order and
+  // presses O&k; the dialog may refuse and stay. Still open after the last attempt (or
+  // with none): &Cancel.
+  void expect_password(const std::string& pattern, std::vector<std::vector<std::string>> attempts);
 
   // ---- what happened ----
   std::vector<Shown> shown;
@@ -148,6 +155,7 @@ class ScriptedOperator : public Operator {
   void set_active_window_title(const std::string& title) override;
   void flash_active_window() override;
   SelcomChoice show_selcom(FrmSelcom& form) override;
+  bool show_password(FrmPassword& form) override;
 
  private:
   struct Expectation {
@@ -162,6 +170,7 @@ class ScriptedOperator : public Operator {
     std::string error = {};
     std::optional<int32_t> color = {};
     std::function<void(FrmSelcom&)> act = {};
+    std::vector<std::vector<std::string>> attempts = {};
   };
   // The head of the queue when it matches `box`; otherwise records the failure and gives
   // nothing. `box` is recorded in `shown` either way.
