@@ -60,11 +60,11 @@ const std::vector<int32_t>& ovn_mode_levels() {
 int32_t ovn_mode_get(const std::string& prompt_text, bool interactive,
                      const std::vector<int32_t>& levels) {
   std::string stored = kw_setting_get(kSharedApp, kOvnModeSection, kOvnModeKey, kOvnModeNone);
-  std::string candidate = interactive ? ovn_mode_transform(prompt_text) : stored;
+  std::string candidate = interactive ? stored : ovn_mode_transform(prompt_text);
   std::vector<std::string> list = lf_unscrambled_list();
   for (size_t i = 0; i < list.size(); ++i) {
     if (list[i] != candidate) continue;
-    if (interactive) kw_setting_put(kSharedApp, kOvnModeSection, kOvnModeKey, candidate);
+    if (!interactive) kw_setting_put(kSharedApp, kOvnModeSection, kOvnModeKey, candidate);
     return i < levels.size() ? levels[i] : 0;
   }
   if (stored != kOvnModeNone) kw_setting_delete(kSharedApp, kOvnModeSection, kOvnModeKey);
@@ -72,7 +72,7 @@ int32_t ovn_mode_get(const std::string& prompt_text, bool interactive,
 }
 
 int32_t ovn_mode_current() {
-  return ovn_mode_get("", false, ovn_mode_levels());
+  return ovn_mode_get("", true, ovn_mode_levels());
 }
 
 }  // namespace ovn

@@ -30,10 +30,11 @@ const std::vector<int32_t>& ovn_mode_levels();
 
 // The check of a phrase against the program's list; returns the level of the entry that
 // matched, taken from `levels` at the same index (0 when `levels` is shorter).
-//   interactive true:  `prompt_text` is what the operator typed; on a match its transform
+//   interactive true:  the stored "Tech Mode" is checked as it stands (`prompt_text` is
+//                      not used), as the program does for itself at start; nobody is asked.
+//   interactive false: `prompt_text` is what the operator typed; on a match its transform
 //                      is stored under "Tech Mode".
-//   interactive false: the stored "Tech Mode" is checked as it stands (`prompt_text` is
-//                      not used); nobody is asked.
+// The store holds a transform already, so it is compared as it is, never transformed twice.
 // With no match the level is 0, and a stored value other than "NONE" is deleted, so a
 // wrong phrase ends a technician mode that was on.
 int32_t ovn_mode_get(const std::string& prompt_text, bool interactive,

@@ -349,7 +349,7 @@ void lf_flag_dialog(FrmKstMain& f) {
 void lf_technician_entry(FrmKstMain& f) {
   std::string text = password_ask(kPasswordEnter, "");
   if (text.empty()) return;
-  kst_apply_technician(f, ovn_mode_is_technician(ovn_mode_get(text, true, ovn_mode_levels())));
+  kst_apply_technician(f, ovn_mode_is_technician(ovn_mode_get(text, false, ovn_mode_levels())));
   lf_apply_adjustment_points(f, get_si16("TA"));
   lf_apply_filter_label(f);
   if (f.hooks.layout) f.hooks.layout();

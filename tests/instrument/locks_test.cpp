@@ -19,13 +19,13 @@ class LocksTest : public SessionTest {
 
 TEST_F(LocksTest, APhraseMatchesByItsTransformWhichAloneIsStoredAndAMismatchDeletesIt) {
   EXPECT_NE(ovn_mode_transform("torque"), ovn_mode_transform("Torque"));
-  EXPECT_EQ(ovn_mode_get("torque", false, ovn_mode_levels()), 0) << "the store, not the text";
-  EXPECT_EQ(ovn_mode_get("torque", true, ovn_mode_levels()), kOvnModeTechnician);
+  EXPECT_EQ(ovn_mode_get("torque", true, ovn_mode_levels()), 0) << "the store, not the text";
+  EXPECT_EQ(ovn_mode_get("torque", false, ovn_mode_levels()), kOvnModeTechnician);
   EXPECT_EQ(tech_mode(), ovn_mode_transform("torque"));
   EXPECT_EQ(ovn_mode_current(), kOvnModeTechnician) << "the next run reads the store";
-  EXPECT_EQ(ovn_mode_get("rotor coil", true, {7, 9}), 9) << "the level at the phrase's index";
+  EXPECT_EQ(ovn_mode_get("rotor coil", false, {7, 9}), 9) << "the level at the phrase's index";
 
-  EXPECT_EQ(ovn_mode_get("torque ", true, ovn_mode_levels()), 0);
+  EXPECT_EQ(ovn_mode_get("torque ", false, ovn_mode_levels()), 0);
   EXPECT_EQ(tech_mode(), "<none>") << "a wrong phrase ends the mode";
   seams.settings.put(kSharedApp, kOvnModeSection, kOvnModeKey, "torque");
   EXPECT_EQ(ovn_mode_current(), 0) << "a phrase in clear is no transform";
