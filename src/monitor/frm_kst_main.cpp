@@ -515,7 +515,6 @@ bool kst_timer1(FrmKstMain& f) {
 bool kst_query_unload(FrmKstMain& f) {
   if (f.exit_requested) return true;
   f.exit_requested = true;
-  rs232_set_exit_flag(true);
   return false;
 }
 

@@ -162,8 +162,9 @@ int splash_display_ms(int display_ms);
 bool kst_timer1(FrmKstMain& f);
 
 // The close request. True when the close may go on: the first request only sets
-// `exit_requested` (and the link's exit flag) and refuses; while it stands a further one
-// goes through.
+// `exit_requested` and refuses, so an exchange under way ends in its own time (success,
+// or the operator's Retry or Skip) and the loop leaves after its round; while it stands a
+// further request goes through. The link's exit flag is left to the final exit.
 bool kst_query_unload(FrmKstMain& f);
 
 // ---- Main loop --------------------------------------------------------------------------

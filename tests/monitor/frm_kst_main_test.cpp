@@ -550,16 +550,31 @@ TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
   f.hooks.flash_write = [&] { ++flash; };
   f.hooks.auto_config_save = [&] { ++saves; };
   f.hooks.unload = [&] { ++unloads; };
-  port->drop_replies(1000);
+  f.graph.next_text_ms = 1e12;  // the readouts stay out of these rounds
   bool closed = false;
   set_event_pump([&] {
     if (!closed && rs232_busy()) closed = !kst_query_unload(f);
   });
+
+  // The close does not cut the exchange short: it fails three times, the operator is
+  // asked, and only after Skip does the loop see the request.
+  port->drop_replies(3);
+  op.expect_gib("Communications Failure", "Skip");
   EXPECT_EQ(kst_round(f), KstRoundEnd::Leave);
   EXPECT_TRUE(closed);
-  EXPECT_TRUE(f.exit_requested);
+  EXPECT_EQ(op.shown.size(), 1u);
+  EXPECT_FALSE(rs232_exit_flag()) << "the link stops its waits only at the final exit";
   EXPECT_TRUE(kst_query_unload(f)) << "a second request goes through";
-  EXPECT_TRUE(op.shown.empty()) << "no failure dialog once the program is closing";
+
+  // Retry: the instrument answers again and the round ends with its sample.
+  f.exit_requested = false;
+  closed = false;
+  sim.physics.torque = {SimShape::Constant, 100};
+  port->drop_replies(3);
+  op.expect_gib("Communications Failure", "Retry");
+  EXPECT_EQ(kst_round(f), KstRoundEnd::Leave);
+  EXPECT_TRUE(closed);
+  EXPECT_NEAR(f.cur[0], sim_display_value(sim, 1, now_ms()), 0.001);
 
   // The rest of the shutdown: the hooks in order, the check boxes stored, no instrument.
   f.exit_requested = false;
