@@ -857,12 +857,17 @@ void kst_on_menu(FrmKstMain& f, const KstMenu& menu, int index) {
 }
 
 void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button, int shift) {
+  // Buttons act on the left button. The right one means something only on "No Cal" in
+  // technician mode, where it picks a shunt test by the modifiers.
+  if (button != 1) {
+    if (name == "btn_cal" && index == 1 && button == 2 && f.technician)
+      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
+    return;
+  }
   if (name == "btn_cmd") {
     f.command = 400 + index;
   } else if (name == "btn_cal") {
     f.command = 3000 + index;
-    if (index == 1 && button == 2 && f.technician)
-      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
   } else if (name == "btn_clrscrn") {
     f.command = 48;
   } else if (name == "btn_pause") {

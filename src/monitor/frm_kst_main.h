@@ -208,6 +208,8 @@ std::vector<KstMenu*> kst_menus(FrmKstMain& f);
 
 // A click on menu entry `index` of `menu` (ignored when disabled or a separator).
 void kst_on_menu(FrmKstMain& f, const KstMenu& menu, int index);
+// A press on a button ("btn_cmd", "btn_cal", "btn_clrscrn", "btn_pause", "btn_pwr135"):
+// the left button stores its command; the right one only on btn_cal 1 in technician mode.
 void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button, int shift);
 // Mouse-down on a label: "lb_data", "lb_mxmn", "lb_units", "lb_hz", "lb_temperature",
 // "lb_tech_pwm", "lb_tech_rtr", "txt_grlimits", "pic_graph" (x, y in chart units).

@@ -449,6 +449,25 @@ TEST_F(FrmKstMainTest, TareAndCalCommandsReachTheInstrument) {
   kst_round(f);
   EXPECT_EQ(requests_since(before).back(), "TR*0");
   EXPECT_EQ(sim.tare[0], 0);
+
+  // The right button does nothing on a button; on "No Cal" in technician mode it picks a
+  // shunt test by the modifiers.
+  for (const char* name : {"btn_cmd", "btn_cal", "btn_pause", "btn_clrscrn", "btn_pwr135"}) {
+    kst_on_button(f, name, 0, 2, 0);
+    kst_on_button(f, name, 1, 2, 0);
+    EXPECT_EQ(f.command, 0) << name;
+  }
+  f.technician = true;
+  const struct {
+    int shift, command;
+  } shunt[] = {{2, 3003}, {6, 3004}, {7, 3005}, {0, 3001}, {1, 3001}};
+  for (const auto& c : shunt) {
+    kst_on_button(f, "btn_cal", 1, 2, c.shift);
+    EXPECT_EQ(f.command, c.command) << "shift " << c.shift;
+  }
+  f.command = 0;
+  kst_on_button(f, "btn_cal", 0, 2, 2);
+  EXPECT_EQ(f.command, 0) << "only the middle button has a right-button meaning";
 }
 
 TEST_F(FrmKstMainTest, AUnitsEntryIsFoundByWalkingTheGroupsAndScalesFromTheNativeUnit) {
