@@ -451,6 +451,9 @@ void kst_load(FrmKstMain& f) {
   f.btn_pause.caption = "Pause Graphing";
   f.btn_clrscrn.caption = "Clear Screen";
   f.btn_pwr135.caption = "135kHz";
+  // The power frequency dialog behind it is not in this build.
+  f.btn_pwr135.enabled = lf_command_available(198);
+  if (!f.btn_pwr135.enabled) f.btn_pwr135.tool_tip = kNotAvailable;
   f.pic_graph.tool_tip = std::string("Click=Get Data At Cursor  Right-Click=Clear Screen") +
                          "  Ctrl+Click=change background color";
   for (int i = 0; i < 8; ++i) f.sh_io_saved_color[i] = f.sh_io[i].back_color = f.window_color;
@@ -873,7 +876,7 @@ void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button
   } else if (name == "btn_pause") {
     f.command = 1998;
   } else if (name == "btn_pwr135") {
-    f.command = 198;
+    if (f.btn_pwr135.enabled) f.command = 198;
   }
 }
 

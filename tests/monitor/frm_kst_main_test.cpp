@@ -125,6 +125,11 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.btn_cmd[1].caption, "Tare");
   EXPECT_EQ(f.btn_cal[2].caption, "- Cal");
   EXPECT_EQ(f.btn_cal[0].tool_tip, "Apply the positive cal signal on the torquemeter");
+  // The power frequency dialog is later work: its button is greyed and says so.
+  EXPECT_FALSE(f.btn_pwr135.enabled);
+  EXPECT_EQ(f.btn_pwr135.tool_tip, "Not available in this build");
+  kst_on_button(f, "btn_pwr135", 0, 1, 0);
+  EXPECT_EQ(f.command, 0);
   EXPECT_EQ(f.mn_filter.entries.size(), 16u);
   // The time is held to its range; the repetitions stand.
   EXPECT_EQ(f.mn_misc.entries[1].caption, "Noise Test: A/D 101 second");
