@@ -819,6 +819,7 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
                                          get_reply("UIC"), rs232_port_name(rs232_port()));
     dtdr_start_stop(heading, identity);
     f.btn_cmd[0].caption = dtdr_button_caption();
+    f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
   } else if (c == 401) {
     get_reply("TR*");
   } else if (c == 402) {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <sstream>
 
+#include "build_info.h"
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/units.h"
@@ -551,21 +552,40 @@ TEST_F(FrmKstMainTest, TheTerminationEntryWritesTheFlagWordOnlyWhenApplied) {
   EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"Apply Changes", "Cancel"}));
 }
 
-TEST_F(FrmKstMainTest, SavingDataWritesTheHeadingAndTheInstrumentsIdentity) {
+TEST_F(FrmKstMainTest, SavingDataWritesTheHeaderAndTheRoundsRowsByteForByte) {
   start();
+  sim.table["DE*"] = "12.5,3000,7.25";
+  f.graph.next_text_ms = 1e12;  // no readouts: nothing is asked after a round's row
+  std::string started = kw_timestamp(kw_now(), "T");
   kst_serve_command(f, 400);
   ASSERT_TRUE(dtdr_saving());
+  const double t0 = now_ms();
   std::string file = dtdr_file_name();
+  EXPECT_EQ(f.btn_cmd[0].caption, "Saved: 0");
+  EXPECT_EQ(f.btn_cmd[0].tool_tip, "Saving to " + file + "  Saved: 0");
+
+  // The temperature of the last readout goes with the next row only.
+  f.extra_field = "75.0";
   kst_round(f);
+  const double t1 = now_ms();
+  kst_round(f);
+  const double t2 = now_ms();
   kst_serve_command(f, 400);
   EXPECT_FALSE(dtdr_saving());
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  EXPECT_NE(text.str().find("# " + dtdr_heading(3, "lbf-in", "RPM", "Hp", "F") + "\r\n"),
-            std::string::npos)
-      << text.str();
-  EXPECT_NE(text.str().find("Model:" + sim_param(sim, "UIA")), std::string::npos);
+  EXPECT_EQ(f.btn_cmd[0].caption, "Save Data");
+  EXPECT_EQ(f.btn_cmd[0].tool_tip, "Save Data to " + dtdr_next_name(false));
+  EXPECT_NE(dtdr_next_name(false), file);
+
+  auto seconds = [t0](double t) { return kw_format((t - t0) * 0.001, "0.000"); };
+  std::string expected = std::string("# Data saved via ovn-kst ") + build::version + "\r\n" +
+                         "# Start Time:" + started + "\r\n" +
+                         "#  Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(F)\r\n" +
+                         "# Model:" + sim_param(sim, "UIA") + "   Serial:" + sim_param(sim, "UIB") +
+                         "   Shaft:" + sim_param(sim, "UID") +
+                         "   Customer:" + sim_param(sim, "UIC") + "   " +
+                         rs232_port_name(rs232_port()) + "\r\n" + seconds(t1) +
+                         ",12.5,3000,7.25,75.0\r\n" + seconds(t2) + ",12.5,3000,7.25\r\n";
+  EXPECT_EQ(test::TempDir::read(file).value_or(""), expected);
 }
 
 TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
