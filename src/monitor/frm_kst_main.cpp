@@ -883,23 +883,23 @@ void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button
 
 void kst_on_mouse_down(FrmKstMain& f, const std::string& name, int index, int button, int shift,
                        double x, double y) {
-  if (name == "lb_data") {
-    if (button == 2 && shift == 7) {
-      f.command = 60;
-    } else if (shift != 0 || f.technician) {
-      f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
+  // The labels and boxes of the chart turn a press into a command by one table.
+  static const std::pair<const char*, GestureSource> kSources[] = {
+      {"lb_data", GestureSource::Data},
+      {"txt_grlimits", GestureSource::Limits},
+      {"pic_graph", GestureSource::Chart},
+      {"lb_mxmn", GestureSource::MaxMin},
+      {"lb_units", GestureSource::Units}};
+  for (const auto& [control, source] : kSources) {
+    if (name != control) continue;
+    if (source == GestureSource::Chart) {
+      f.lb_xy_x = x;
+      f.lb_xy_y = y;
     }
-  } else if (name == "txt_grlimits") {
-    if (shift != 0) f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
-  } else if (name == "pic_graph") {
-    f.lb_xy_x = x;
-    f.lb_xy_y = y;
-    f.command = kGestureCommandBase + gesture_code(3, button, shift);
-  } else if (name == "lb_mxmn") {
-    if (shift == 0) f.command = button == 2 ? 38 : 37;
-  } else if (name == "lb_units") {
-    f.command = 50;
-  } else if (name == "lb_hz") {
+    if (int32_t c = gesture_command(source, index, button, shift, f.technician)) f.command = c;
+    return;
+  }
+  if (name == "lb_hz") {
     if (shift != 7) return;
     f.text_period_ms = text_period_toggle(f.text_period_ms, f.technician);
     f.lb_hz.back_color = text_period_color(f.text_period_ms, f.window_color);
