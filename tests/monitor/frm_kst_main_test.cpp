@@ -441,6 +441,84 @@ TEST_F(FrmKstMainTest, GesturesOnTheLabelsBecomeCommandsAndChangeTheLimits) {
   EXPECT_EQ(f.lb_xy.caption.rfind("  TORQUE=25", 0), 0u) << f.lb_xy.caption;
 }
 
+TEST_F(FrmKstMainTest, EveryGestureOnAChannelReachesItsLimitBoxesAndTheSettings) {
+  start();
+  sim.table["MX1E"] = "150,50";
+  f.graph.next_text_ms = 1e12;
+  f.graph.txt_grlimits[0] = "150";
+  f.graph.txt_grlimits[3] = "50";
+  // Each press is served by the next round; the limit boxes of channel 1 follow.
+  const struct {
+    const char* control;
+    int index, button, shift;
+    const char *upper, *lower;
+  } steps[] = {
+      {"lb_data", 0, 2, 3, "50", "-50"},         // Shift+Ctrl: centre around 0
+      {"txt_grlimits", 3, 2, 1, "100", "-100"},  // Shift, right: zoom out
+      {"txt_grlimits", 0, 1, 1, "50", "-50"},    // Shift, left: zoom in
+      {"lb_data", 0, 1, 4, "150", "50"},         // Alt: the instrument's max and min
+      {"lb_data", 0, 1, 5, "650", "-450"},       // Alt+Shift: five spans outside them
+  };
+  for (const auto& s : steps) {
+    size_t before = port->requests().size();
+    kst_on_mouse_down(f, s.control, s.index, s.button, s.shift);
+    kst_round(f);
+    EXPECT_EQ(f.graph.txt_grlimits[0], s.upper) << s.control << " shift " << s.shift;
+    EXPECT_EQ(f.graph.txt_grlimits[3], s.lower) << s.control << " shift " << s.shift;
+    EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 UPPER"), s.upper);
+    EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 LOWER"), s.lower);
+    bool asked = false;
+    for (const auto& r : requests_since(before)) asked |= r == "MX1E";
+    EXPECT_EQ(asked, s.shift >= 4) << "only the Alt gestures read the max and min";
+  }
+  EXPECT_FLOAT_EQ(f.graph.chn[0].scale, 1.0f / 1100);
+  EXPECT_EQ(f.graph.txt_grlimits[1], "15000") << "the other channels keep their limits";
+
+  // Ctrl: the channel's colour, stored and given to its value label; on the chart, the
+  // background.
+  op.expect_color_dialog(0x123456);
+  kst_on_mouse_down(f, "lb_data", 1, 1, 2);
+  kst_round(f);
+  EXPECT_EQ(f.lb_data[1].back_color, 0x123456);
+  EXPECT_EQ(seams.settings.get("KST", "Graphing", "Color CHN2"), std::to_string(0x123456));
+  op.expect_color_dialog(0x202020);
+  kst_on_mouse_down(f, "pic_graph", 0, 1, 2, 100, 0.5);
+  kst_round(f);
+  EXPECT_EQ(f.graph.bg_color, 0x202020);
+  EXPECT_EQ(seams.settings.get("KST", "Graphing", "BackGround Color"), std::to_string(0x202020));
+}
+
+TEST_F(FrmKstMainTest, FrozenReadoutsLeaveTheLineToTheSamplesUntilTheToggleComesBack) {
+  start();
+  kst_round(f);  // the first round refreshes the readouts
+  // The toggle asks for the readouts at once, so the new period starts from there...
+  kst_on_mouse_down(f, "lb_hz", 0, 1, 7);
+  ASSERT_EQ(f.text_period_ms, 100000000);
+  size_t before = port->requests().size();
+  kst_round(f);
+  EXPECT_EQ(requests_since(before).size(), 11u) << "one live message and the readouts";
+  // ...and then every round is one live message, and the graph runs on.
+  before = port->requests().size();
+  canvas.calls.clear();
+  const double from = f.graph.elapsed_ms;
+  int rounds = 0;
+  while (f.graph.elapsed_ms < from + 1000) {
+    kst_round(f);
+    ++rounds;
+  }
+  EXPECT_EQ(requests_since(before), std::vector<std::string>(static_cast<size_t>(rounds), "DE*"));
+  EXPECT_EQ(lines_drawn(), 3 * rounds);
+
+  // Back to 200 ms: the readouts come at the very next round.
+  kst_on_mouse_down(f, "lb_hz", 0, 1, 7);
+  ASSERT_EQ(f.text_period_ms, 200);
+  before = port->requests().size();
+  kst_round(f);
+  std::vector<std::string> sent = requests_since(before);
+  ASSERT_GE(sent.size(), 2u);
+  EXPECT_EQ(sent[1], "MX1E");
+}
+
 TEST_F(FrmKstMainTest, TareAndCalCommandsReachTheInstrument) {
   start();
   double untared = sim_display_value(sim, 1, now_ms());
