@@ -658,7 +658,9 @@ KstRoundEnd kst_round(FrmKstMain& f) {
   graph_round_start(g);
 
   std::string reply = get_reply("D" + lf_mode_letter(f) + "*");
-  f.last_bytes = static_cast<int32_t>(reply.size()) + 1;
+  // The line limit of the rate's tool tip is for a reply as the instrument sends it; an
+  // empty one (Skip) says nothing about that.
+  if (!reply.empty()) f.last_bytes = static_cast<int32_t>(reply.size()) + 1;
   std::vector<std::string> fields = lf_fields(reply);
   lf_convert_fields(f, fields);
 

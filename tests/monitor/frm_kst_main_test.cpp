@@ -271,11 +271,13 @@ TEST_F(FrmKstMainTest, AnEmptyReplyAfterSkipDrawsNothingAndStillOffersAnEmptyRow
   kst_round(f);  // the first row: values and the temperature
   canvas.calls.clear();
   f.extra_field.clear();
+  const int32_t reply_bytes = f.last_bytes;
   port->drop_replies(3);
   op.expect_gib("Communications Failure", "Skip");
   EXPECT_EQ(kst_round(f), KstRoundEnd::Next);
   EXPECT_EQ(lines_drawn(), 0);
   EXPECT_EQ(f.last_row, "");
+  EXPECT_EQ(f.last_bytes, reply_bytes) << "the line limit stays that of a real reply";
   std::string file = dtdr_file_name();
   dtdr_start_stop("", "");
   std::ifstream in(file, std::ios::binary);
