@@ -474,6 +474,9 @@ void kst_load(FrmKstMain& f) {
   f.btn_pause.caption = "Pause Graphing";
   f.btn_clrscrn.caption = "Clear Screen";
   f.btn_pwr135.caption = "135kHz";
+  // The power frequency dialog behind it is not in this build.
+  f.btn_pwr135.enabled = lf_command_available(198);
+  if (!f.btn_pwr135.enabled) f.btn_pwr135.tool_tip = kNotAvailable;
   for (int i = 0; i < 8; ++i) f.sh_io_saved_color[i] = f.sh_io[i].back_color = f.window_color;
 
   kst_apply_technician(f, f.technician);
@@ -534,7 +537,6 @@ bool kst_timer1(FrmKstMain& f) {
 bool kst_query_unload(FrmKstMain& f) {
   if (f.exit_requested) return true;
   f.exit_requested = true;
-  rs232_set_exit_flag(true);
   return false;
 }
 
@@ -675,7 +677,9 @@ KstRoundEnd kst_round(FrmKstMain& f) {
   graph_round_start(g);
 
   std::string reply = get_reply("D" + lf_mode_letter(f) + "*");
-  f.last_bytes = static_cast<int32_t>(reply.size()) + 1;
+  // The line limit of the rate's tool tip is for a reply as the instrument sends it; an
+  // empty one (Skip) says nothing about that.
+  if (!reply.empty()) f.last_bytes = static_cast<int32_t>(reply.size()) + 1;
   std::vector<std::string> fields = lf_fields(reply);
   lf_convert_fields(f, fields);
 
@@ -896,6 +900,7 @@ bool kst_serve_command(FrmKstMain& f, int32_t c) {
                                          get_reply("UIC"), rs232_port_name(rs232_port()));
     dtdr_start_stop(heading, identity);
     f.btn_cmd[0].caption = dtdr_button_caption();
+    f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
   } else if (c == 401) {
     get_reply("TR*");
   } else if (c == 402) {
@@ -937,40 +942,45 @@ void kst_on_menu(FrmKstMain& f, const KstMenu& menu, int index) {
 }
 
 void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button, int shift) {
+  // Buttons act on the left button. The right one means something only on "No Cal" in
+  // technician mode, where it picks a shunt test by the modifiers.
+  if (button != 1) {
+    if (name == "btn_cal" && index == 1 && button == 2 && f.technician)
+      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
+    return;
+  }
   if (name == "btn_cmd") {
     f.command = 400 + index;
   } else if (name == "btn_cal") {
     f.command = 3000 + index;
-    if (index == 1 && button == 2 && f.technician)
-      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
   } else if (name == "btn_clrscrn") {
     f.command = 48;
   } else if (name == "btn_pause") {
     f.command = 1998;
   } else if (name == "btn_pwr135") {
-    f.command = 198;
+    if (f.btn_pwr135.enabled) f.command = 198;
   }
 }
 
 void kst_on_mouse_down(FrmKstMain& f, const std::string& name, int index, int button, int shift,
                        double x, double y) {
-  if (name == "lb_data") {
-    if (button == 2 && shift == 7) {
-      f.command = 60;
-    } else if (shift != 0 || f.technician) {
-      f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
+  // The labels and boxes of the chart turn a press into a command by one table.
+  static const std::pair<const char*, GestureSource> kSources[] = {
+      {"lb_data", GestureSource::Data},
+      {"txt_grlimits", GestureSource::Limits},
+      {"pic_graph", GestureSource::Chart},
+      {"lb_mxmn", GestureSource::MaxMin},
+      {"lb_units", GestureSource::Units}};
+  for (const auto& [control, source] : kSources) {
+    if (name != control) continue;
+    if (source == GestureSource::Chart) {
+      f.lb_xy_x = x;
+      f.lb_xy_y = y;
     }
-  } else if (name == "txt_grlimits") {
-    if (shift != 0) f.command = kGestureCommandBase + gesture_code(index % 3, button, shift);
-  } else if (name == "pic_graph") {
-    f.lb_xy_x = x;
-    f.lb_xy_y = y;
-    f.command = kGestureCommandBase + gesture_code(3, button, shift);
-  } else if (name == "lb_mxmn") {
-    if (shift == 0) f.command = button == 2 ? 38 : 37;
-  } else if (name == "lb_units") {
-    f.command = 50;
-  } else if (name == "lb_hz") {
+    if (int32_t c = gesture_command(source, index, button, shift, f.technician)) f.command = c;
+    return;
+  }
+  if (name == "lb_hz") {
     if (shift != 7) return;
     f.text_period_ms = text_period_toggle(f.text_period_ms, f.technician);
     f.lb_hz.back_color = text_period_color(f.text_period_ms, f.window_color);

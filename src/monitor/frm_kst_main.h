@@ -165,8 +165,9 @@ int splash_display_ms(int display_ms);
 bool kst_timer1(FrmKstMain& f);
 
 // The close request. True when the close may go on: the first request only sets
-// `exit_requested` (and the link's exit flag) and refuses; while it stands a further one
-// goes through.
+// `exit_requested` and refuses, so an exchange under way ends in its own time (success,
+// or the operator's Retry or Skip) and the loop leaves after its round; while it stands a
+// further request goes through. The link's exit flag is left to the final exit.
 bool kst_query_unload(FrmKstMain& f);
 
 // ---- Main loop --------------------------------------------------------------------------
@@ -218,6 +219,8 @@ std::vector<KstMenu*> kst_menus(FrmKstMain& f);
 
 // A click on menu entry `index` of `menu` (ignored when disabled or a separator).
 void kst_on_menu(FrmKstMain& f, const KstMenu& menu, int index);
+// A press on a button ("btn_cmd", "btn_cal", "btn_clrscrn", "btn_pause", "btn_pwr135"):
+// the left button stores its command; the right one only on btn_cal 1 in technician mode.
 void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button, int shift);
 // Mouse-down on a label: "lb_data", "lb_mxmn", "lb_units", "lb_hz", "lb_temperature",
 // "lb_tech_pwm", "lb_tech_rtr", "txt_grlimits", "pic_graph" (x, y in chart units).

@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -254,6 +255,11 @@ QPushButton* MainWindow::add_button(KstControl& control, const std::string& name
   b->setObjectName(qs(name) + QString::number(index));
   b->setProperty("ovn_name", qs(name));
   b->setProperty("ovn_index", index);
+  // A click, by the mouse or by the keyboard (Space on the focused button), is the left
+  // button; the right button is taken on its press in the event filter.
+  connect(b, &QPushButton::clicked, this, [this, name, index] {
+    kst_on_button(model_, name, index, 1, shift_state(QGuiApplication::keyboardModifiers()));
+  });
   buttons_.push_back({b, &control});
   return b;
 }
@@ -269,7 +275,7 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
       return true;
     }
   }
-  if (auto* b = qobject_cast<QPushButton*>(watched); b && button && b->isEnabled()) {
+  if (auto* b = qobject_cast<QPushButton*>(watched); b && button == 2 && b->isEnabled()) {
     kst_on_button(model_, ls(b->property("ovn_name").toString()), b->property("ovn_index").toInt(),
                   button, shift);
   }

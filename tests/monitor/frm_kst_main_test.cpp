@@ -11,6 +11,7 @@
 #include <memory>
 #include <sstream>
 
+#include "build_info.h"
 #include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/settings.h"
@@ -127,6 +128,11 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.btn_cmd[1].caption, "Tare");
   EXPECT_EQ(f.btn_cal[2].caption, "- Cal");
   EXPECT_EQ(f.btn_cal[0].tool_tip, "Apply the positive cal signal on the torquemeter");
+  // The power frequency dialog is later work: its button is greyed and says so.
+  EXPECT_FALSE(f.btn_pwr135.enabled);
+  EXPECT_EQ(f.btn_pwr135.tool_tip, "Not available in this build");
+  kst_on_button(f, "btn_pwr135", 0, 1, 0);
+  EXPECT_EQ(f.command, 0);
   EXPECT_EQ(f.mn_filter.entries.size(), 16u);
   // The time is held to its range; the repetitions stand.
   EXPECT_EQ(f.mn_misc.entries[1].caption, "Noise Test: A/D 101 second");
@@ -267,11 +273,13 @@ TEST_F(FrmKstMainTest, AnEmptyReplyAfterSkipDrawsNothingAndStillOffersAnEmptyRow
   kst_round(f);  // the first row: values and the temperature
   canvas.calls.clear();
   f.extra_field.clear();
+  const int32_t reply_bytes = f.last_bytes;
   port->drop_replies(3);
   op.expect_gib("Communications Failure", "Skip");
   EXPECT_EQ(kst_round(f), KstRoundEnd::Next);
   EXPECT_EQ(lines_drawn(), 0);
   EXPECT_EQ(f.last_row, "");
+  EXPECT_EQ(f.last_bytes, reply_bytes) << "the line limit stays that of a real reply";
   std::string file = dtdr_file_name();
   dtdr_start_stop("", "");
   std::ifstream in(file, std::ios::binary);
@@ -437,6 +445,84 @@ TEST_F(FrmKstMainTest, GesturesOnTheLabelsBecomeCommandsAndChangeTheLimits) {
   EXPECT_EQ(f.lb_xy.caption.rfind("  TORQUE=25", 0), 0u) << f.lb_xy.caption;
 }
 
+TEST_F(FrmKstMainTest, EveryGestureOnAChannelReachesItsLimitBoxesAndTheSettings) {
+  start();
+  sim.table["MX1E"] = "150,50";
+  f.graph.next_text_ms = 1e12;
+  f.graph.txt_grlimits[0] = "150";
+  f.graph.txt_grlimits[3] = "50";
+  // Each press is served by the next round; the limit boxes of channel 1 follow.
+  const struct {
+    const char* control;
+    int index, button, shift;
+    const char *upper, *lower;
+  } steps[] = {
+      {"lb_data", 0, 2, 3, "50", "-50"},         // Shift+Ctrl: centre around 0
+      {"txt_grlimits", 3, 2, 1, "100", "-100"},  // Shift, right: zoom out
+      {"txt_grlimits", 0, 1, 1, "50", "-50"},    // Shift, left: zoom in
+      {"lb_data", 0, 1, 4, "150", "50"},         // Alt: the instrument's max and min
+      {"lb_data", 0, 1, 5, "650", "-450"},       // Alt+Shift: five spans outside them
+  };
+  for (const auto& s : steps) {
+    size_t before = port->requests().size();
+    kst_on_mouse_down(f, s.control, s.index, s.button, s.shift);
+    kst_round(f);
+    EXPECT_EQ(f.graph.txt_grlimits[0], s.upper) << s.control << " shift " << s.shift;
+    EXPECT_EQ(f.graph.txt_grlimits[3], s.lower) << s.control << " shift " << s.shift;
+    EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 UPPER"), s.upper);
+    EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 LOWER"), s.lower);
+    bool asked = false;
+    for (const auto& r : requests_since(before)) asked |= r == "MX1E";
+    EXPECT_EQ(asked, s.shift >= 4) << "only the Alt gestures read the max and min";
+  }
+  EXPECT_FLOAT_EQ(f.graph.chn[0].scale, 1.0f / 1100);
+  EXPECT_EQ(f.graph.txt_grlimits[1], "15000") << "the other channels keep their limits";
+
+  // Ctrl: the channel's colour, stored and given to its value label; on the chart, the
+  // background.
+  op.expect_color_dialog(0x123456);
+  kst_on_mouse_down(f, "lb_data", 1, 1, 2);
+  kst_round(f);
+  EXPECT_EQ(f.lb_data[1].back_color, 0x123456);
+  EXPECT_EQ(seams.settings.get("KST", "Graphing", "Color CHN2"), std::to_string(0x123456));
+  op.expect_color_dialog(0x202020);
+  kst_on_mouse_down(f, "pic_graph", 0, 1, 2, 100, 0.5);
+  kst_round(f);
+  EXPECT_EQ(f.graph.bg_color, 0x202020);
+  EXPECT_EQ(seams.settings.get("KST", "Graphing", "BackGround Color"), std::to_string(0x202020));
+}
+
+TEST_F(FrmKstMainTest, FrozenReadoutsLeaveTheLineToTheSamplesUntilTheToggleComesBack) {
+  start();
+  kst_round(f);  // the first round refreshes the readouts
+  // The toggle asks for the readouts at once, so the new period starts from there...
+  kst_on_mouse_down(f, "lb_hz", 0, 1, 7);
+  ASSERT_EQ(f.text_period_ms, 100000000);
+  size_t before = port->requests().size();
+  kst_round(f);
+  EXPECT_EQ(requests_since(before).size(), 11u) << "one live message and the readouts";
+  // ...and then every round is one live message, and the graph runs on.
+  before = port->requests().size();
+  canvas.calls.clear();
+  const double from = f.graph.elapsed_ms;
+  int rounds = 0;
+  while (f.graph.elapsed_ms < from + 1000) {
+    kst_round(f);
+    ++rounds;
+  }
+  EXPECT_EQ(requests_since(before), std::vector<std::string>(static_cast<size_t>(rounds), "DE*"));
+  EXPECT_EQ(lines_drawn(), 3 * rounds);
+
+  // Back to 200 ms: the readouts come at the very next round.
+  kst_on_mouse_down(f, "lb_hz", 0, 1, 7);
+  ASSERT_EQ(f.text_period_ms, 200);
+  before = port->requests().size();
+  kst_round(f);
+  std::vector<std::string> sent = requests_since(before);
+  ASSERT_GE(sent.size(), 2u);
+  EXPECT_EQ(sent[1], "MX1E");
+}
+
 TEST_F(FrmKstMainTest, TareAndCalCommandsReachTheInstrument) {
   start();
   double untared = sim_display_value(sim, 1, now_ms());
@@ -451,6 +537,25 @@ TEST_F(FrmKstMainTest, TareAndCalCommandsReachTheInstrument) {
   kst_round(f);
   EXPECT_EQ(requests_since(before).back(), "TR*0");
   EXPECT_EQ(sim.tare[0], 0);
+
+  // The right button does nothing on a button; on "No Cal" in technician mode it picks a
+  // shunt test by the modifiers.
+  for (const char* name : {"btn_cmd", "btn_cal", "btn_pause", "btn_clrscrn", "btn_pwr135"}) {
+    kst_on_button(f, name, 0, 2, 0);
+    kst_on_button(f, name, 1, 2, 0);
+    EXPECT_EQ(f.command, 0) << name;
+  }
+  f.technician = true;
+  const struct {
+    int shift, command;
+  } shunt[] = {{2, 3003}, {6, 3004}, {7, 3005}, {0, 3001}, {1, 3001}};
+  for (const auto& c : shunt) {
+    kst_on_button(f, "btn_cal", 1, 2, c.shift);
+    EXPECT_EQ(f.command, c.command) << "shift " << c.shift;
+  }
+  f.command = 0;
+  kst_on_button(f, "btn_cal", 0, 2, 2);
+  EXPECT_EQ(f.command, 0) << "only the middle button has a right-button meaning";
 }
 
 TEST_F(FrmKstMainTest, AUnitsEntryIsFoundByWalkingTheGroupsAndScalesFromTheNativeUnit) {
@@ -529,21 +634,40 @@ TEST_F(FrmKstMainTest, TheTerminationEntryWritesTheFlagWordOnlyWhenApplied) {
   EXPECT_EQ(op.last().buttons, (std::vector<std::string>{"Apply Changes", "Cancel"}));
 }
 
-TEST_F(FrmKstMainTest, SavingDataWritesTheHeadingAndTheInstrumentsIdentity) {
+TEST_F(FrmKstMainTest, SavingDataWritesTheHeaderAndTheRoundsRowsByteForByte) {
   start();
+  sim.table["DE*"] = "12.5,3000,7.25";
+  f.graph.next_text_ms = 1e12;  // no readouts: nothing is asked after a round's row
+  std::string started = kw_timestamp(kw_now(), "T");
   kst_serve_command(f, 400);
   ASSERT_TRUE(dtdr_saving());
+  const double t0 = now_ms();
   std::string file = dtdr_file_name();
+  EXPECT_EQ(f.btn_cmd[0].caption, "Saved: 0");
+  EXPECT_EQ(f.btn_cmd[0].tool_tip, "Saving to " + file + "  Saved: 0");
+
+  // The temperature of the last readout goes with the next row only.
+  f.extra_field = "75.0";
   kst_round(f);
+  const double t1 = now_ms();
+  kst_round(f);
+  const double t2 = now_ms();
   kst_serve_command(f, 400);
   EXPECT_FALSE(dtdr_saving());
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  EXPECT_NE(text.str().find("# " + dtdr_heading(3, "lbf-in", "RPM", "Hp", "F") + "\r\n"),
-            std::string::npos)
-      << text.str();
-  EXPECT_NE(text.str().find("Model:" + sim_param(sim, "UIA")), std::string::npos);
+  EXPECT_EQ(f.btn_cmd[0].caption, "Save Data");
+  EXPECT_EQ(f.btn_cmd[0].tool_tip, "Save Data to " + dtdr_next_name(false));
+  EXPECT_NE(dtdr_next_name(false), file);
+
+  auto seconds = [t0](double t) { return kw_format((t - t0) * 0.001, "0.000"); };
+  std::string expected = std::string("# Data saved via ovn-kst ") + build::version + "\r\n" +
+                         "# Start Time:" + started + "\r\n" +
+                         "#  Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(F)\r\n" +
+                         "# Model:" + sim_param(sim, "UIA") + "   Serial:" + sim_param(sim, "UIB") +
+                         "   Shaft:" + sim_param(sim, "UID") +
+                         "   Customer:" + sim_param(sim, "UIC") + "   " +
+                         rs232_port_name(rs232_port()) + "\r\n" + seconds(t1) +
+                         ",12.5,3000,7.25,75.0\r\n" + seconds(t2) + ",12.5,3000,7.25\r\n";
+  EXPECT_EQ(test::TempDir::read(file).value_or(""), expected);
 }
 
 TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
@@ -552,16 +676,31 @@ TEST_F(FrmKstMainTest, CloseDuringAFailingExchangeEndsTheSessionAfterIt) {
   f.hooks.flash_write = [&] { ++flash; };
   f.hooks.auto_config_save = [&] { ++saves; };
   f.hooks.unload = [&] { ++unloads; };
-  port->drop_replies(1000);
+  f.graph.next_text_ms = 1e12;  // the readouts stay out of these rounds
   bool closed = false;
   set_event_pump([&] {
     if (!closed && rs232_busy()) closed = !kst_query_unload(f);
   });
+
+  // The close does not cut the exchange short: it fails three times, the operator is
+  // asked, and only after Skip does the loop see the request.
+  port->drop_replies(3);
+  op.expect_gib("Communications Failure", "Skip");
   EXPECT_EQ(kst_round(f), KstRoundEnd::Leave);
   EXPECT_TRUE(closed);
-  EXPECT_TRUE(f.exit_requested);
+  EXPECT_EQ(op.shown.size(), 1u);
+  EXPECT_FALSE(rs232_exit_flag()) << "the link stops its waits only at the final exit";
   EXPECT_TRUE(kst_query_unload(f)) << "a second request goes through";
-  EXPECT_TRUE(op.shown.empty()) << "no failure dialog once the program is closing";
+
+  // Retry: the instrument answers again and the round ends with its sample.
+  f.exit_requested = false;
+  closed = false;
+  sim.physics.torque = {SimShape::Constant, 100};
+  port->drop_replies(3);
+  op.expect_gib("Communications Failure", "Retry");
+  EXPECT_EQ(kst_round(f), KstRoundEnd::Leave);
+  EXPECT_TRUE(closed);
+  EXPECT_NEAR(f.cur[0], sim_display_value(sim, 1, now_ms()), 0.001);
 
   // The rest of the shutdown: the hooks in order, the check boxes stored, no instrument.
   f.exit_requested = false;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMouseEvent>
@@ -88,10 +89,24 @@ TEST_F(MainWindowTest, PressesWithModifiersBecomeCommands) {
   EXPECT_EQ(f.command, 38);
   press(child<QLineEdit>("txt_grlimits4"), Qt::LeftButton, Qt::AltModifier);
   EXPECT_EQ(f.command, kGestureCommandBase + gesture_code(1, 1, 4));
-  press(child<QPushButton>("btn_cal2"), Qt::LeftButton, Qt::NoModifier);
+  // Buttons act on a click, whether of the mouse or of the keyboard on the focused one;
+  // a right press means nothing outside technician mode.
+  child<QPushButton>("btn_cal2")->click();
   EXPECT_EQ(f.command, 3002);
-  press(child<QPushButton>("btn_cmd1"), Qt::LeftButton, Qt::NoModifier);
+  QPushButton* tare = child<QPushButton>("btn_cmd1");
+  tare->setFocus();
+  QKeyEvent space_down(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, " ");
+  QKeyEvent space_up(QEvent::KeyRelease, Qt::Key_Space, Qt::NoModifier, " ");
+  QCoreApplication::sendEvent(tare, &space_down);
+  QCoreApplication::sendEvent(tare, &space_up);
   EXPECT_EQ(f.command, 401);
+  f.command = 0;
+  press(child<QPushButton>("btn_cmd0"), Qt::RightButton, Qt::NoModifier);
+  EXPECT_EQ(f.command, 0);
+  f.technician = true;
+  press(child<QPushButton>("btn_cal1"), Qt::RightButton, Qt::ControlModifier);
+  EXPECT_EQ(f.command, 3003);
+  f.technician = false;
   // The rate label's toggle acts at once on the readout period.
   press(child<QLabel>("lb_hz"), Qt::LeftButton,
         Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
