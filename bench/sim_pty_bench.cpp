@@ -12,10 +12,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "sim/sim_instrument.h"
 #include "sim/sim_pty.h"
@@ -52,6 +54,7 @@ void live_exchanges(benchmark::State& state) {
     state.SkipWithError(error.c_str());
     return;
   }
+  options.delivery_ms = pty.delivery_ms;
   std::atomic<bool> stop{false};
   std::thread server([&] { ovn::sim_serve(pty.master, sim, options, stop); });
   int fd = ::open(pty.path.c_str(), O_RDWR | O_NOCTTY);
@@ -62,9 +65,14 @@ void live_exchanges(benchmark::State& state) {
 
   const std::string request = "ADE*\n";  // the live message of the main loop
   double bytes = 0, exchanges = 0;
+  std::vector<double> took_us;
   auto t0 = std::chrono::steady_clock::now();
   for (auto _ : state) {
+    auto start = std::chrono::steady_clock::now();
     std::string reply = exchange(fd, request, state.range(1) != 0);
+    took_us.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+            .count());
     benchmark::DoNotOptimize(reply);
     bytes += static_cast<double>(request.size() + reply.size());
     exchanges += 1;
@@ -72,10 +80,14 @@ void live_exchanges(benchmark::State& state) {
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   state.counters["exchanges_per_s"] = exchanges / seconds;
   state.counters["bytes_per_exchange"] = bytes / exchanges;
+  std::sort(took_us.begin(), took_us.end());
+  state.counters["median_us"] = took_us[took_us.size() / 2];
+  state.counters["p90_us"] = took_us[took_us.size() * 9 / 10];
   if (options.baud > 0) {
     double line_seconds = bytes * 10.0 / static_cast<double>(options.baud);
     state.counters["line_limit_per_s"] = exchanges / line_seconds;
     state.counters["of_line_limit"] = line_seconds / seconds;
+    state.counters["pty_delivery_us"] = pty.delivery_ms * 1000;
   }
   stop.store(true);
   server.join();

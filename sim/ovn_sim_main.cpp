@@ -128,6 +128,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   serve.speed_fd = pty.slave;
+  serve.delivery_ms = pty.delivery_ms;
   std::printf("%s\n", pty.path.c_str());
   std::fflush(stdout);
 

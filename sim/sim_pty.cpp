@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 namespace ovn {
 
@@ -118,6 +119,30 @@ std::string sim_transcript_line(double ms, char direction, const std::string& by
   return out;
 }
 
+namespace {
+
+// The typical time a byte written on `from` takes to become readable on `to`: the median
+// of a few tries, each waited for without sleeping, so the scheduler's wake-up is not
+// counted. 0 when a byte got lost.
+double typical_delivery_ms(int from, int to) {
+  std::vector<double> took;
+  for (int i = 0; i < 31; ++i) {
+    char c = 'x';
+    double t0 = steady_ms();
+    if (::write(from, &c, 1) != 1) return 0;
+    pollfd p{to, POLLIN, 0};
+    while (::poll(&p, 1, 0) == 0) {
+      if (steady_ms() - t0 > 100) return 0;
+    }
+    took.push_back(steady_ms() - t0);
+    if (::read(to, &c, 1) != 1) return 0;
+  }
+  std::nth_element(took.begin(), took.begin() + 15, took.end());
+  return took[15];
+}
+
+}  // namespace
+
 bool sim_pty_open(SimPty& pty, std::string& error) {
   termios raw{};
   cfmakeraw(&raw);
@@ -129,6 +154,8 @@ bool sim_pty_open(SimPty& pty, std::string& error) {
     return false;
   }
   pty.path = name;
+  pty.delivery_ms = std::min(typical_delivery_ms(pty.slave, pty.master),
+                             typical_delivery_ms(pty.master, pty.slave));
   return true;
 }
 
@@ -170,7 +197,7 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
       continue;
     }
     double now = steady_ms();
-    double at = std::max(now, rx_free);
+    double at = std::max(now - options.delivery_ms, rx_free);
     for (ssize_t i = 0; i < n; ++i) {
       at += byte_ms;
       if (buf[i] != '\n') {
@@ -191,7 +218,7 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
       const size_t group = 8;
       for (size_t sent = 0; sent < bytes.size(); sent += group) {
         size_t k = std::min(group, bytes.size() - sent);
-        double due = start + byte_ms * static_cast<double>(sent + k);
+        double due = start + byte_ms * static_cast<double>(sent + k) - options.delivery_ms;
         if (sent + k == bytes.size())
           wait_exactly_until_ms(due);
         else

@@ -22,6 +22,12 @@ struct SimServeOptions {
   // sleeping server hears it a scheduler wake-up later, which on a pseudo-terminal costs
   // tens of microseconds an exchange. 0: always sleep.
   double listen_ms = 2.0;
+  // How long the terminal itself takes to hand a write to the other end (SimPty's
+  // delivery_ms). The line is emulated as the client sees it: a request counts as written
+  // that long before the instrument hears it, and each reply byte is handed over that long
+  // before the line would have delivered it, so that it arrives when the line would have
+  // delivered it (a few microseconds either way, as the terminal's hand-over varies).
+  double delivery_ms = 0.0;
   std::string transcript_path;  // empty: no transcript; otherwise appended to
   // The client's end of the terminal: when set, the instrument hears a request only if the
   // client has set the terminal to the instrument's own rate (the family's, or
@@ -36,6 +42,9 @@ struct SimPty {
   int master = -1;
   int slave = -1;
   std::string path;
+  // The typical time a byte takes from one end to the other (the median of a few tries in
+  // each direction when the terminal was opened): what the terminal's own hand-over costs.
+  double delivery_ms = 0.0;
 };
 bool sim_pty_open(SimPty& pty, std::string& error);
 void sim_pty_close(SimPty& pty);
