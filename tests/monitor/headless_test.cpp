@@ -270,6 +270,7 @@ TEST_F(HeadlessMonitorTest, ARunOfNSamplesWritesOneFileOfNRowsAndEndsInOrder) {
 
 TEST_F(HeadlessMonitorTest, DurationEndsTheLoopOnTimeWithOneReadoutLineASecond) {
   args.duration_s = 2.5;
+  args.samples = 5000;  // a backstop: about 750 samples fit in 2.5 s, so the time ends it
   // A screen of 1 s: the chart starts over twice during the run, the run's clock does not.
   seams.settings.put(kGraphApp, kGraphSection, "ms Per Screen", "1000");
   ASSERT_EQ(run(), kHeadlessOk) << err.str();
