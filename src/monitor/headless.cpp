@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <ostream>
@@ -132,6 +134,21 @@ struct SignalScope {
   }
 };
 
+// Inside the window's procedures the operator's Abort (or "No" to the version notice) ends
+// the process with the windowed program's code 0; a run that was to monitor has then been
+// aborted, and says so by its code.
+struct AbortScope {
+  ExitHandler previous = exit_handler();
+  AbortScope() {
+    set_exit_handler([chained = previous](int) {
+      if (chained) chained(kHeadlessAborted);
+      std::fflush(nullptr);
+      std::_Exit(kHeadlessAborted);
+    });
+  }
+  ~AbortScope() { set_exit_handler(previous); }
+};
+
 // Puts the previous operator back however the run ends (tests end it by an exception).
 struct OperatorScope {
   Operator* previous = current_operator();
@@ -256,6 +273,7 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err) 
       settings.run.lay(kDtdrKeyRate, kw_format(args.save_rate_ms / 1000, ""));
   }
   SignalScope signals;
+  AbortScope aborts;
   HeadlessMonitor m;
   m.out = &out;
   m.save = !args.save_dir.empty();

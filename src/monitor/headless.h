@@ -46,7 +46,9 @@
 // Exit codes: 0 the run ended as asked (record read; for a monitor, the loop ended by its
 // limit or a signal); 1 the run was aborted (no instrument talking, or a failed exchange
 // under --on-failure abort, or retries used up: the process ends inside the run through
-// process_exit), or the instrument is not a KST and a monitor was asked for, or the data
+// process_exit; for a monitor this includes an Abort of a firmware notice and the cautious
+// "No" to the notice of a different version in the release folder, which end the windowed
+// program with 0), or the instrument is not a KST and a monitor was asked for, or the data
 // file could not be created (the loop then ends after one round); 2 as 0 but an
 // exchange was skipped, so some fields (record, readouts, rows) may be empty; 3 the command
 // line cannot be used: a word not understood, or a --save-dir that cannot be written.

@@ -326,6 +326,19 @@ TEST_F(HeadlessMonitorTest, ASignalEndsTheLoopInOrderAndTheHandlersAreRestored) 
   EXPECT_EQ(static_cast<int>(lines.size()) - 4, static_cast<int>(seconds * 10 + 1e-9) + 1) << text;
 }
 
+TEST_F(HeadlessMonitorTest, AbortingAFirmwareNoticeEndsTheRunWithTheAbortCode) {
+  SimConfig old;
+  old.noise_uvpv = 0;
+  old.stator_version = "146";
+  sim_init(sim, old);
+  args.samples = 5;
+  EXPECT_PROCESS_EXIT(run(), kHeadlessAborted);  // the window itself ends with 0
+  EXPECT_NE(err.str().find("Continue at your own risk.\n--> Abort\n"), std::string::npos)
+      << err.str();
+  std::vector<std::string> sent = port.requests();
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "DE*"), 0) << "no sample was taken";
+}
+
 TEST_F(HeadlessMonitorTest, AFolderThatCannotBeWrittenStopsTheRunBeforeTheLine) {
   std::string file = dir.write("plain.txt", "x");
   args.save_dir = file + "/data";
