@@ -1,6 +1,5 @@
 #include "monitor/headless.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <csignal>
