@@ -172,6 +172,10 @@ void set_exit_handler(ExitHandler handler) {
   state().exit_handler = std::move(handler);
 }
 
+ExitHandler exit_handler() {
+  return state().exit_handler;
+}
+
 void process_exit(int code) {
   if (state().exit_handler) state().exit_handler(code);
   std::fflush(nullptr);

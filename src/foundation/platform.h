@@ -155,6 +155,8 @@ LogSink* log_sink();
 // throw an exception of their own so the event can be checked.
 using ExitHandler = std::function<void(int code)>;
 void set_exit_handler(ExitHandler handler);
+// The installed handler (empty when none), so a caller can chain to it for a while.
+ExitHandler exit_handler();
 [[noreturn]] void process_exit(int code);
 
 // A programmer's error that the program cannot go on from: the text is shown to the

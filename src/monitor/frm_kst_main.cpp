@@ -669,6 +669,7 @@ void kst_init_session(FrmKstMain& f) {
   f.caption = "GO";
   graph_clear(f.graph);
   f.rounds = 0;
+  if (f.hooks.session_ready) f.hooks.session_ready();
 }
 
 KstRoundEnd kst_round(FrmKstMain& f) {
@@ -706,6 +707,7 @@ KstRoundEnd kst_round(FrmKstMain& f) {
   graph_screen_end(g);
   if (g.next_text_ms <= g.elapsed_ms) kst_refresh_readouts(f);
   g.prev_elapsed_ms = g.elapsed_ms;
+  if (f.hooks.round_end) f.hooks.round_end();
 
   if (f.command != 0 && !kst_serve_command(f, f.command)) return KstRoundEnd::Reopen;
   if (f.command != kCmdResize) f.command = 0;

@@ -99,6 +99,11 @@ struct KstHooks {
   std::function<void()> layout;
   // Unloads the window at the end of the program.
   std::function<void()> unload;
+  // Called once the session is ready ("GO"), before the first round.
+  std::function<void()> session_ready;
+  // Called at the end of every round, after the readouts and before the queued command is
+  // served, the way an event handler runs: it may store a command or set exit_requested.
+  std::function<void()> round_end;
 };
 
 struct FrmKstMain {

@@ -1,45 +1,152 @@
 #include "monitor/headless.h"
 
+#include <charconv>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
 #include <ostream>
+#include <system_error>
+#include <tuple>
 
+#include "foundation/files.h"
+#include "foundation/kw.h"
+#include "foundation/platform.h"
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
+#include "monitor/data_dir.h"
 
 namespace ovn {
 
 const char* const kHeadlessHelp =
     "  --headless          no windows: find the instrument, print its session record, end\n"
-    "                      (exit 0 read, 1 aborted, 2 read with skipped exchanges, 3 usage)\n"
+    "                      (exit 0 done, 1 aborted, 2 done with skipped exchanges, 3 usage)\n"
     "  --on-failure WHAT   how a headless run answers a failure: retry (up to 3 times),\n"
-    "                      skip or abort (default abort)\n";
+    "                      skip or abort (default abort)\n"
+    "  --monitor           after the record, run the main loop until SIGINT or SIGTERM,\n"
+    "                      one readout line a second on stdout\n"
+    "  --samples N         monitor for N samples (rounds of the loop), then end\n"
+    "  --duration SECONDS  monitor for this long, then end\n"
+    "  --save-dir DIR      monitor and save CSV data files into DIR (made when missing)\n"
+    "  --save-rate MS      milliseconds per saved row, 0 for every sample\n"
+    "                      (default: the windowed program's \"Save Rate\", 1 s)\n";
+
+namespace {
+
+// A whole text as a number, "." for the decimals whatever the locale.
+bool lf_parse(const std::string& text, double& value) {
+  const char* end = text.data() + text.size();
+  auto [p, ec] = std::from_chars(text.data(), end, value);
+  return ec == std::errc() && p == end && std::isfinite(value);
+}
+
+bool lf_parse(const std::string& text, int64_t& value) {
+  const char* end = text.data() + text.size();
+  auto [p, ec] = std::from_chars(text.data(), end, value);
+  return ec == std::errc() && p == end;
+}
+
+}  // namespace
 
 HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
   HeadlessArgs a;
+  // The first word that cannot be used says why; later ones do not overwrite it.
+  auto refuse = [&a](const char* why) {
+    if (a.error.empty()) a.error = why;
+  };
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& word = args[i];
     bool has_value = i + 1 < args.size();
+    const std::string value = has_value ? args[i + 1] : "";
     if (word == "--headless") {
       a.headless = true;
     } else if (word == "--simulate") {
       a.simulate = true;
+    } else if (word == "--monitor") {
+      a.monitor = true;
     } else if (word == "--port") {
       if (!has_value)
-        a.error = "--port takes the path of a serial device";
+        refuse("--port takes the path of a serial device");
       else
         a.port = args[++i];
     } else if (word == "--on-failure") {
-      if (!has_value || !failure_policy_parse(args[i + 1], a.on_failure))
-        a.error = "--on-failure takes retry, skip or abort";
+      if (!has_value || !failure_policy_parse(value, a.on_failure))
+        refuse("--on-failure takes retry, skip or abort");
+      if (has_value) ++i;
+    } else if (word == "--save-dir") {
+      if (!has_value || value.empty())
+        refuse("--save-dir takes the folder for the data files");
+      else
+        a.save_dir = value;
+      if (has_value) ++i;
+    } else if (word == "--save-rate") {
+      if (!has_value || !lf_parse(value, a.save_rate_ms) || a.save_rate_ms < 0) {
+        a.save_rate_ms = -1;
+        refuse("--save-rate takes milliseconds per saved row, 0 or more (0: every sample)");
+      }
+      if (has_value) ++i;
+    } else if (word == "--duration") {
+      if (!has_value || !lf_parse(value, a.duration_s) || a.duration_s <= 0) {
+        a.duration_s = 0;
+        refuse("--duration takes seconds, a number above 0");
+      }
+      if (has_value) ++i;
+    } else if (word == "--samples") {
+      if (!has_value || !lf_parse(value, a.samples) || a.samples <= 0) {
+        a.samples = 0;
+        refuse("--samples takes a whole number of samples above 0");
+      }
       if (has_value) ++i;
     }
   }
-  if (a.error.empty() && a.simulate && !a.port.empty())
-    a.error = "--simulate and --port name two instruments: give one";
+  if (a.simulate && !a.port.empty()) refuse("--simulate and --port name two instruments: give one");
+  if (a.save_rate_ms >= 0 && a.save_dir.empty())
+    refuse("--save-rate is the pace of the data file: give --save-dir too");
   return a;
 }
 
 namespace {
+
+volatile std::sig_atomic_t g_stop = 0;
+
+void lf_on_signal(int sig) {
+  g_stop = 1;
+  // A second signal of the same kind is not asked twice: it ends the process.
+  std::signal(sig, SIG_DFL);
+}
+
+// The handlers of SIGINT and SIGTERM for the length of a monitor run.
+struct SignalScope {
+  using Handler = void (*)(int);
+  Handler previous_int, previous_term;
+  SignalScope() {
+    g_stop = 0;
+    previous_int = std::signal(SIGINT, lf_on_signal);
+    previous_term = std::signal(SIGTERM, lf_on_signal);
+  }
+  ~SignalScope() {
+    std::signal(SIGINT, previous_int == SIG_ERR ? SIG_DFL : previous_int);
+    std::signal(SIGTERM, previous_term == SIG_ERR ? SIG_DFL : previous_term);
+  }
+};
+
+// Inside the window's procedures the operator's Abort (or "No" to the version notice) ends
+// the process with the windowed program's code 0; a run that was to monitor has then been
+// aborted, and says so by its code.
+struct AbortScope {
+  ExitHandler previous = exit_handler();
+  AbortScope() {
+    set_exit_handler([chained = previous](int) {
+      if (chained) chained(kHeadlessAborted);
+      std::fflush(nullptr);
+      std::_Exit(kHeadlessAborted);
+    });
+  }
+  ~AbortScope() { set_exit_handler(previous); }
+};
 
 // Puts the previous operator back however the run ends (tests end it by an exception).
 struct OperatorScope {
@@ -48,22 +155,173 @@ struct OperatorScope {
   ~OperatorScope() { set_operator(previous); }
 };
 
+const char* const kDataApp = "KST";  // the data file module's settings application
+
+// The stored settings with the run's data file options laid over them: those keys read
+// the command line's values, and writes to them stay in the run.
+class RunSettings final : public SettingsStore {
+ public:
+  explicit RunSettings(SettingsStore& base) : base_(base) {}
+  void lay(const std::string& key, const std::string& value) {
+    over_[{kDataApp, kDtdrSection, key}] = value;
+  }
+  std::optional<std::string> get(const std::string& app, const std::string& section,
+                                 const std::string& key) override {
+    auto it = over_.find({app, section, key});
+    if (it != over_.end()) return it->second;
+    return base_.get(app, section, key);
+  }
+  void put(const std::string& app, const std::string& section, const std::string& key,
+           const std::string& value) override {
+    auto it = over_.find({app, section, key});
+    if (it != over_.end())
+      it->second = value;
+    else
+      base_.put(app, section, key, value);
+  }
+  void remove_key(const std::string& app, const std::string& section,
+                  const std::string& key) override {
+    if (over_.count({app, section, key}) == 0) base_.remove_key(app, section, key);
+  }
+  void remove_section(const std::string& app, const std::string& section) override {
+    base_.remove_section(app, section);
+  }
+
+ private:
+  SettingsStore& base_;
+  std::map<std::tuple<std::string, std::string, std::string>, std::string> over_;
+};
+
+struct SettingsScope {
+  SettingsStore& previous = settings_store();
+  RunSettings run{previous};
+  SettingsScope() { set_settings_store(&run); }
+  ~SettingsScope() { set_settings_store(&previous); }
+};
+
+void lf_round_end(HeadlessMonitor& m) {
+  FrmKstMain& f = m.f;
+  ++m.samples;
+  double t = now_ms() - m.go_ms;
+  if (m.out != nullptr && t >= m.next_print_ms) {
+    *m.out << headless_readout_line(f, t) << '\n';
+    m.out->flush();
+    while (m.next_print_ms <= t) m.next_print_ms += 1000;
+  }
+  if (f.exit_requested || !m.ended_by.empty()) return;
+  if (m.sample_limit > 0 && m.samples >= m.sample_limit)
+    m.ended_by = "--samples";
+  else if (m.duration_ms > 0 && t >= m.duration_ms)
+    m.ended_by = "--duration";
+  else if (g_stop)
+    m.ended_by = "signal";
+  else
+    return;
+  m.ended_ms = t;
+  // What the operator would do: stop saving, then close the window.
+  if (dtdr_saving()) f.command = 400;
+  f.exit_requested = true;
+}
+
 }  // namespace
 
-int headless_run(PortService& port, FailurePolicy policy, std::ostream& out, std::ostream& err) {
-  HeadlessOperator op(policy, err);
+void headless_monitor_hooks(HeadlessMonitor& m) {
+  m.f.hooks.session_ready = [&m] {
+    m.go_ms = now_ms();
+    if (!m.save) return;
+    kst_serve_command(m.f, 400);  // the "Save Data" button, pressed at "GO"
+    m.file_name = dtdr_file_name();
+    if (dtdr_saving()) return;
+    // The operator has been told why (stderr); a run that was to save has no point.
+    m.ended_by = "no data file";
+    m.f.exit_requested = true;
+  };
+  m.f.hooks.round_end = [&m] { lf_round_end(m); };
+}
+
+std::string headless_readout_line(const FrmKstMain& f, double t_ms) {
+  std::string line =
+      "time=" + kw_timestamp(kw_now(), "T") + "\tt=" + kw_format(t_ms / 1000, "0.000");
+  for (int ch = 1; ch <= f.session.channels && ch <= 3; ++ch) {
+    size_t k = static_cast<size_t>(ch - 1);
+    line += "\tch" + std::to_string(ch) + "=" + f.lb_data[k].caption + " " + f.lb_units[k].caption;
+  }
+  return line + "\ttemp=" + f.lb_temperature.caption + "\trate=" + f.lb_hz.caption;
+}
+
+std::string headless_prepare_save_dir(const std::string& dir) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  fs::create_directories(dir, ec);
+  if (ec) return "cannot make the folder \"" + dir + "\": " + ec.message();
+  if (!fs::is_directory(dir, ec)) return "\"" + dir + "\" is not a folder";
+  if (!kw_dir_writable(dir)) return "cannot write into the folder \"" + dir + "\"";
+  return "";
+}
+
+namespace {
+
+// The main window's session and loop without the window, then its shutdown. False when
+// the data file asked for could not be opened.
+bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err) {
+  SettingsScope settings;
+  if (!args.save_dir.empty()) {
+    settings.run.lay(kDtdrKeyDir, args.save_dir);
+    settings.run.lay(kDtdrKeyEvent, "False");
+    if (args.save_rate_ms >= 0)
+      settings.run.lay(kDtdrKeyRate, kw_format(args.save_rate_ms / 1000, ""));
+  }
+  SignalScope signals;
+  AbortScope aborts;
+  HeadlessMonitor m;
+  m.out = &out;
+  m.save = !args.save_dir.empty();
+  m.duration_ms = args.duration_s * 1000;
+  m.sample_limit = args.samples;
+  headless_monitor_hooks(m);
+  kst_load(m.f);
+  kst_timer1(m.f);
+  err << "ovn-kst: " << m.samples << " samples in " << kw_format(m.ended_ms / 1000, "0.000")
+      << " s (" << (m.ended_by.empty() ? "ended" : m.ended_by) << ")";
+  if (!m.file_name.empty()) err << "; " << dtdr_rows() << " rows saved to " << m.file_name;
+  err << "\n";
+  err.flush();
+  return !m.save || !m.file_name.empty();
+}
+
+}  // namespace
+
+int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
+                 std::ostream& err) {
+  bool monitor = args.monitors();
+  if (monitor && !args.save_dir.empty()) {
+    std::string why = headless_prepare_save_dir(args.save_dir);
+    if (!why.empty()) {
+      err << "ovn-kst: --save-dir: " << why << "\n";
+      return kHeadlessBadArgs;
+    }
+  }
+  HeadlessOperator op(args.on_failure, err);
   OperatorScope scope(&op);
   rs232_attach(port, "");
   rs232_load_relaxed();
   std::string summary = tm_info_open_headless(kTmNone, "", 0);
   out << lf_lines(summary);
   out.flush();
-  tm_info_close(kTmInfoCurrent);
-  if (op.skips() > 0) {
-    err << "ovn-kst: " << op.skips() << " exchange(s) skipped: the record may have empty fields\n";
-    return kHeadlessSkipped;
+  int code = kHeadlessOk;
+  if (monitor && tm_type(kTmInfoCurrent) != kKstFamily) {
+    err << "ovn-kst: the monitor runs on a KST torquemeter; this instrument is not one\n";
+    code = kHeadlessAborted;
+  } else if (monitor && !lf_monitor(args, out, err)) {
+    code = kHeadlessAborted;
   }
-  return kHeadlessOk;
+  tm_info_close(kTmInfoCurrent);
+  if (code == kHeadlessOk && op.skips() > 0) {
+    err << "ovn-kst: " << op.skips() << " exchange(s) skipped: the record"
+        << (monitor ? ", readouts and rows" : "") << " may have empty fields\n";
+    code = kHeadlessSkipped;
+  }
+  return code;
 }
 
 }  // namespace ovn

@@ -8,16 +8,58 @@
 // headless_operator.h) that answers by the failure policy and writes every box to the
 // error stream.
 //
-// Exit codes: 0 the record was read; 1 the run was aborted (no instrument talking, or a
-// failed exchange under --on-failure abort, or retries used up): the process ends inside
-// the run through process_exit; 2 the record was read but an exchange was skipped, so
-// some fields may be empty; 3 a word of the command line was not understood.
+// Record only, or monitor. With none of --monitor, --save-dir, --duration and --samples
+// the run ends after the record, as it always did. With any of them the record is followed
+// by the main window's own session and main loop (kst_load, then kst_timer1: the same
+// rounds, readouts and data file as with windows, and the same shutdown: flash commit and
+// automatic configuration save), on a KST torquemeter only. The loop ends
+//   - after --samples N rounds (a round is one sample),
+//   - at the end of the first round that finishes --duration SECONDS after "GO",
+//   - or at SIGINT / SIGTERM (the handler only sets a flag that the round's end reads; a
+//     second signal of the same kind ends the process the default way),
+// whichever comes first. Ending means what closing the window means, in order: the data
+// file is closed (the "Save Data" command), exit_requested is set, the round ends, then
+// the flash commit and the automatic save.
+//
+// Data files (--save-dir DIR): the folder is made when missing and must be writable, else
+// the run ends before it opens the port (exit code 3, nothing written). Saving starts at
+// "GO", as the "Save Data" command, so every round of the run is offered to the file. For
+// the run only (nothing is stored), "Save Data Directory" reads DIR, "Event Save" reads
+// False and, with --save-rate MS, "Save Rate" reads MS / 1000 seconds; without it the
+// stored "Save Rate" stands (1 second unless the options dialog changed it). Everything
+// else (base name, file counter, header lines, rows) is the data file module's own.
+//
+// Readouts: once a second (at the end of the first round 1 s, 2 s, ... after "GO") one
+// line goes to the output, fields joined by one TAB, each "name=value":
+//   time=<yyyy-MM-ddThh:mm:ss>  the wall clock
+//   t=<seconds since GO, "0.000">
+//   ch<n>=<lb_data caption> <lb_units caption>   for each channel the instrument has
+//   temp=<lb_temperature caption>                 value and unit, "75.0 F"
+//   rate=<lb_hz caption>                          "263.16 samples/sec"
+// for example, with the TABs written as "\t":
+//   time=2026-11-23T10:00:01\tt=1.002\tch1=1234.5 lbf-in\tch2=1500 RPM\tch3=35.25 Hp
+//   \ttemp=75.0 F\trate=263.16 samples/sec   (one line)
+// The captions are those of the last readout refresh (every text_period_ms, 200 ms).
+// When the loop ends, one line "ovn-kst: <n> samples in <s> s (<why>)" and, when saving,
+// "; <rows> rows saved to <file>" goes to the error stream.
+//
+// Exit codes: 0 the run ended as asked (record read; for a monitor, the loop ended by its
+// limit or a signal); 1 the run was aborted (no instrument talking, or a failed exchange
+// under --on-failure abort, or retries used up: the process ends inside the run through
+// process_exit; for a monitor this includes an Abort of a firmware notice and the cautious
+// "No" to the notice of a different version in the release folder, which end the windowed
+// program with 0), or the instrument is not a KST and a monitor was asked for, or the data
+// file could not be created (the loop then ends after one round); 2 as 0 but an
+// exchange was skipped, so some fields (record, readouts, rows) may be empty; 3 the command
+// line cannot be used: a word not understood, or a --save-dir that cannot be written.
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
 
 #include "link/port_service.h"
+#include "monitor/frm_kst_main.h"
 #include "monitor/headless_operator.h"
 
 namespace ovn {
@@ -33,7 +75,15 @@ struct HeadlessArgs {
   bool simulate = false;  // "--simulate": the built-in simulated instrument
   std::string port;       // "--port PATH": this device for the run; empty: the stored port
   FailurePolicy on_failure = FailurePolicy::Abort;  // "--on-failure retry|skip|abort"
+  bool monitor = false;      // "--monitor": run the loop even with nothing else asked
+  std::string save_dir;      // "--save-dir DIR": save data files there; empty: no saving
+  double save_rate_ms = -1;  // "--save-rate MS"; below 0: the stored "Save Rate"
+  double duration_s = 0;     // "--duration SECONDS"; 0: no time limit
+  int64_t samples = 0;       // "--samples N"; 0: no count
   std::string error;  // why the line is not usable ("--on-failure takes retry, skip or abort")
+
+  // Whether the main loop runs after the record (see the rule above).
+  bool monitors() const { return monitor || !save_dir.empty() || duration_s > 0 || samples > 0; }
 };
 
 // Reads the arguments (without the program name). Words that belong to the windowed
@@ -44,8 +94,38 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args);
 extern const char* const kHeadlessHelp;
 
 // Runs the session on `port` (attached to the exchange here, not owned) and returns the
-// exit code. The record goes to `out`, boxes and the outcome to `err`. Installs its own
-// operator for the run and puts the previous one back; the port is closed at the end.
-int headless_run(PortService& port, FailurePolicy policy, std::ostream& out, std::ostream& err);
+// exit code. The record and the readout lines go to `out`, boxes and the outcome to `err`.
+// Installs its own operator (and for a monitor its settings overlay and signal handlers)
+// for the run and puts the previous ones back; the port is closed at the end.
+int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out, std::ostream& err);
+
+// ---- The monitor's pieces, shared with the benchmark -------------------------------------
+
+// A monitor run: the window model it drives and what it counts beside it.
+struct HeadlessMonitor {
+  FrmKstMain f;
+  std::ostream* out = nullptr;  // readout lines; nullptr: none
+  bool save = false;            // start saving at "GO"
+  double duration_ms = 0;       // 0: no limit
+  int64_t sample_limit = 0;     // 0: no limit
+  int64_t samples = 0;          // rounds so far
+  double go_ms = 0;             // now_ms() at "GO" (the chart's own t0 moves with each screen)
+  double next_print_ms = 1000;  // when the next readout line is due, ms after "GO"
+  std::string ended_by;   // "--samples", "--duration", "signal", "no data file"; "" while running
+  double ended_ms = 0;    // when the last round ended, ms after "GO"
+  std::string file_name;  // the data file of the run
+};
+
+// Sets the session_ready and round_end hooks of m.f: saving starts at "GO" when asked;
+// every round counts one sample, writes the readout line when it is due and, once a limit
+// or a signal has come, stops saving and sets exit_requested. `m` must outlive the hooks.
+void headless_monitor_hooks(HeadlessMonitor& m);
+
+// The readout line of the window as it stands (no line end), `t_ms` after "GO".
+std::string headless_readout_line(const FrmKstMain& f, double t_ms);
+
+// Makes `dir` when missing and checks that a file can be written in it. "" when it can,
+// else why not, in the operator's words.
+std::string headless_prepare_save_dir(const std::string& dir);
 
 }  // namespace ovn

@@ -35,11 +35,14 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
   std::unique_ptr<PortService> port;
   if (args.simulate) {
     sim_init(sim, SimConfig{});
+    // The windowed program's simulated shaft: a torque that swings and a speed that wanders.
+    sim.physics.torque = {SimShape::Sine, 200, 1500, 4000};
+    sim.physics.speed = {SimShape::Sine, 3000, 600, 9000};
     port = std::make_unique<SimPort>(sim, SimTime::Real);
   } else {
     port = std::make_unique<QtSerialPort>(args.port);
   }
-  int rc = headless_run(*port, args.on_failure, std::cout, std::cerr);
+  int rc = headless_run(*port, args, std::cout, std::cerr);
   set_log_sink(nullptr);
   set_settings_store(nullptr);
   return rc;

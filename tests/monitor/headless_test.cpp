@@ -5,15 +5,22 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
+#include <regex>
 #include <sstream>
 
+#include "build_info.h"
 #include "foundation/debug_log.h"
+#include "foundation/kw.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
+#include "monitor/data_dir.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
 #include "support/seams.h"
+#include "support/temp_dir.h"
 
 namespace ovn::test {
 namespace {
@@ -74,7 +81,11 @@ class HeadlessTest : public SeamsTest {
     tm_info_reset_state();
   }
 
-  int run(FailurePolicy policy) { return headless_run(line, policy, out, err); }
+  int run(FailurePolicy policy) {
+    HeadlessArgs args;
+    args.on_failure = policy;
+    return headless_run(line, args, out, err);
+  }
 
   SimInstrument sim;
   SimPort port;
@@ -179,6 +190,167 @@ TEST_F(HeadlessTest, AFailedExchangeInTheSessionReadIsAnsweredByThePolicy) {
   }
 }
 
+// The monitor loop after the record, on the simulated KST answering every sample with the
+// same three values.
+class HeadlessMonitorTest : public HeadlessTest {
+ protected:
+  HeadlessMonitorTest() {
+    dtdr_forget();
+    sim.table["DE*"] = "1234.5,1500,35.25";
+    args.headless = true;
+  }
+  ~HeadlessMonitorTest() override { dtdr_forget(); }
+
+  int run() { return headless_run(line, args, out, err); }
+  std::vector<std::string> out_lines() const { return lines_of(out.str()); }
+  static std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string l; std::getline(in, l);) lines.push_back(l);
+    return lines;
+  }
+  // The requests from the last live message on.
+  std::vector<std::string> after_last_sample() const {
+    std::vector<std::string> r = port.requests();
+    size_t last = 0;
+    for (size_t i = 0; i < r.size(); ++i)
+      if (r[i] == "DE*") last = i;
+    return {r.begin() + static_cast<long>(last) + 1, r.end()};
+  }
+
+  HeadlessArgs args;
+  test::TempDir dir;
+};
+
+TEST_F(HeadlessMonitorTest, ARunOfNSamplesWritesOneFileOfNRowsAndEndsInOrder) {
+  args.save_dir = dir / "run";  // made by the run
+  args.save_rate_ms = 0;
+  args.samples = 20;
+  ASSERT_EQ(run(), kHeadlessOk) << err.str();
+  std::string file = dir / "run/KST.0000.csv";
+  std::string text = test::TempDir::read(file).value_or("");
+  std::vector<std::string> lines = lines_of(text);
+  ASSERT_EQ(lines.size(), 4u + 20u) << text;
+  for (const std::string& l : lines) EXPECT_EQ(l.back(), '\r') << "every line ends in CR LF";
+  EXPECT_EQ(lines[0], std::string("# Data saved via ovn-kst ") + build::version + "\r");
+  EXPECT_EQ(lines[1].rfind("# Start Time:2026-11-23T10:00:", 0), 0u) << lines[1];
+  EXPECT_EQ(lines[2], "#  Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(F)\r");
+  EXPECT_EQ(lines[3], "# Model:" + sim_param(sim, "UIA") +
+                          "   Serial:SIM0001   Shaft:S1   Customer:" + sim_param(sim, "UIC") +
+                          "   COM1\r");
+  // The temperature rides on the first row after each readout refresh: the first round's
+  // row comes before the first refresh, the second carries it, and the next refresh is
+  // 200 ms away.
+  std::regex plain(R"(0\.0\d\d,1234\.5,1500,35\.25\r)");
+  std::regex with_temperature(R"(0\.0\d\d,1234\.5,1500,35\.25,75\.0\r)");
+  for (size_t i = 4; i < lines.size(); ++i)
+    EXPECT_TRUE(std::regex_match(lines[i], i == 5 ? with_temperature : plain))
+        << i << ": " << lines[i];
+  EXPECT_LE(lines[4], lines[5]) << "elapsed seconds grow";
+  EXPECT_LT(lines[5], lines.back());
+  std::string summary = err.str();
+  EXPECT_TRUE(std::regex_search(summary, std::regex(R"(^ovn-kst: 20 samples in 0\.\d{3} s )")))
+      << summary;
+  EXPECT_TRUE(summary.ends_with(" s (--samples); 20 rows saved to " + file + "\n")) << summary;
+
+  // Shutdown as the window's: the "Save Data" command that stops (it reads the identity,
+  // as on the window), then the flash commit.
+  EXPECT_FALSE(dtdr_saving());
+  std::vector<std::string> tail = after_last_sample();
+  ASSERT_GE(tail.size(), 6u);
+  std::vector<std::string> stop(tail.begin(), tail.begin() + 4);
+  std::sort(stop.begin(), stop.end());
+  EXPECT_EQ(stop, (std::vector<std::string>{"UIA", "UIB", "UIC", "UID"}));
+  EXPECT_EQ(tail[4], "@@");
+  EXPECT_EQ(tail[5], "VR");
+  EXPECT_FALSE(port.is_open());
+  EXPECT_FALSE(seams.settings.get("KST", kDtdrSection, kDtdrKeyDir).has_value())
+      << "the folder of the run is not stored for the windowed program";
+}
+
+TEST_F(HeadlessMonitorTest, DurationEndsTheLoopOnTimeWithOneReadoutLineASecond) {
+  args.duration_s = 2.5;
+  args.samples = 5000;  // a backstop: about 750 samples fit in 2.5 s, so the time ends it
+  // A screen of 1 s: the chart starts over twice during the run, the run's clock does not.
+  seams.settings.put(kGraphApp, kGraphSection, "ms Per Screen", "1000");
+  ASSERT_EQ(run(), kHeadlessOk) << err.str();
+  std::vector<std::string> lines = out_lines();
+  ASSERT_EQ(lines.size(), 5u + 2u) << out.str();
+  EXPECT_EQ(out.str().rfind(kKstRecord, 0), 0u) << "the record comes first";
+  for (int second = 1; second <= 2; ++second) {
+    const std::string& l = lines[4 + static_cast<size_t>(second)];
+    std::regex form("time=2026-11-23T10:00:\\d\\d\tt=" + std::to_string(second) +
+                    "\\.\\d{3}\tch1=1234\\.5 lbf-in\tch2=1500 RPM\tch3=35\\.25 Hp"
+                    "\ttemp=75\\.0 F\trate=(\\d+\\.\\d\\d) samples/sec");
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(l, m, form)) << l;
+    // Below what the line can carry, and not far below: the readouts take their share.
+    double rate = std::stod(m[1]);
+    EXPECT_LT(rate, kst_line_limit_per_s(115200, 5, 18));
+    EXPECT_GT(rate, kst_line_limit_per_s(115200, 5, 18) / 3);
+  }
+  // The first round to end at or after 2.5 s is the last.
+  EXPECT_TRUE(
+      std::regex_search(err.str(), std::regex(R"(samples in 2\.5\d\d s \(--duration\)\n$)")))
+      << err.str();
+  EXPECT_EQ(after_last_sample().front(), "@@") << "the flash commit follows the last round";
+}
+
+TEST_F(HeadlessMonitorTest, ASignalEndsTheLoopInOrderAndTheHandlersAreRestored) {
+  args.monitor = true;
+  args.save_dir = dir.path();
+  args.save_rate_ms = 100;
+  auto test_handler = +[](int) {};
+  auto before = std::signal(SIGINT, test_handler);
+  // The signal comes while the 300th sample is on the line.
+  size_t seen = 0;
+  int samples = 0;
+  set_event_pump([&] {
+    const auto& t = port.transcript();
+    for (; seen < t.size(); ++seen)
+      if (t[seen].direction == '>' && t[seen].text == "ADE*\n" && ++samples == 300)
+        std::raise(SIGINT);
+  });
+  ASSERT_EQ(run(), kHeadlessOk) << err.str();
+  EXPECT_EQ(std::signal(SIGINT, before), test_handler);
+  EXPECT_NE(err.str().find(" s (signal); "), std::string::npos) << err.str();
+  EXPECT_NE(err.str().find("300 samples"), std::string::npos) << err.str();
+  EXPECT_FALSE(dtdr_saving());
+  ASSERT_GE(after_last_sample().size(), 5u);
+  EXPECT_EQ(after_last_sample()[4], "@@");
+  // A row each 100 ms of the run: the stored rate of 1 s gave way to the command line's.
+  std::string text = test::TempDir::read(dir / "KST.0000.csv").value_or("");
+  std::vector<std::string> lines = lines_of(text);
+  ASSERT_GT(lines.size(), 4u);
+  double seconds = std::stod(lines.back());
+  EXPECT_EQ(static_cast<int>(lines.size()) - 4, static_cast<int>(seconds * 10 + 1e-9) + 1) << text;
+}
+
+TEST_F(HeadlessMonitorTest, AbortingAFirmwareNoticeEndsTheRunWithTheAbortCode) {
+  SimConfig old;
+  old.noise_uvpv = 0;
+  old.stator_version = "146";
+  sim_init(sim, old);
+  args.samples = 5;
+  EXPECT_PROCESS_EXIT(run(), kHeadlessAborted);  // the window itself ends with 0
+  EXPECT_NE(err.str().find("Continue at your own risk.\n--> Abort\n"), std::string::npos)
+      << err.str();
+  std::vector<std::string> sent = port.requests();
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "DE*"), 0) << "no sample was taken";
+}
+
+TEST_F(HeadlessMonitorTest, AFolderThatCannotBeWrittenStopsTheRunBeforeTheLine) {
+  std::string file = dir.write("plain.txt", "x");
+  args.save_dir = file + "/data";
+  EXPECT_EQ(run(), kHeadlessBadArgs);
+  EXPECT_EQ(
+      err.str().rfind("ovn-kst: --save-dir: cannot make the folder \"" + file + "/data\": ", 0), 0u)
+      << err.str();
+  EXPECT_EQ(out.str(), "");
+  EXPECT_TRUE(port.requests().empty()) << "nothing was said to the instrument";
+  EXPECT_EQ(test::TempDir::read(file), "x");
+}
+
 TEST(HeadlessArgs, TheCommandLineWordsOfAHeadlessRun) {
   struct Row {
     std::vector<std::string> args;
@@ -237,6 +409,45 @@ TEST(HeadlessArgs, TheCommandLineWordsOfAHeadlessRun) {
     EXPECT_EQ(a.port, row.port) << line;
     EXPECT_EQ(a.on_failure, row.policy) << line;
     EXPECT_EQ(a.error, row.error) << line;
+  }
+}
+
+TEST(HeadlessArgs, TheMonitorWordsTheirValuesAndWhenTheLoopRuns) {
+  auto parse = [](std::vector<std::string> words) {
+    words.insert(words.begin(), "--headless");
+    return headless_parse_args(words);
+  };
+  EXPECT_FALSE(parse({}).monitors()) << "the record alone, as before";
+  EXPECT_FALSE(parse({"--on-failure", "skip"}).monitors());
+  EXPECT_TRUE(parse({"--monitor"}).monitors());
+  EXPECT_TRUE(parse({"--samples", "500"}).monitors());
+  EXPECT_TRUE(parse({"--duration", "0.5"}).monitors());
+  HeadlessArgs a = parse({"--save-dir", "/tmp/run", "--save-rate", "250", "--samples", "500"});
+  EXPECT_TRUE(a.monitors());
+  EXPECT_EQ(a.save_dir, "/tmp/run");
+  EXPECT_EQ(a.save_rate_ms, 250);
+  EXPECT_EQ(a.samples, 500);
+  EXPECT_EQ(a.error, "");
+  EXPECT_EQ(parse({"--save-dir", "d", "--save-rate", "0"}).save_rate_ms, 0) << "every sample";
+  EXPECT_LT(parse({"--save-dir", "d"}).save_rate_ms, 0) << "the stored rate";
+
+  struct Row {
+    std::vector<std::string> words;
+    const char* error;
+  };
+  const Row rows[] = {
+      {{"--save-dir"}, "--save-dir takes the folder for the data files"},
+      {{"--save-dir", "d", "--save-rate", "1,5"},
+       "--save-rate takes milliseconds per saved row, 0 or more (0: every sample)"},
+      {{"--save-rate", "100"}, "--save-rate is the pace of the data file: give --save-dir too"},
+      {{"--duration", "inf"}, "--duration takes seconds, a number above 0"},
+      {{"--samples", "2.5", "--duration", "0"},  // the first fault is named
+       "--samples takes a whole number of samples above 0"},
+  };
+  for (const Row& row : rows) {
+    std::string line;
+    for (const auto& w : row.words) line += w + " ";
+    EXPECT_EQ(parse(row.words).error, row.error) << line;
   }
 }
 

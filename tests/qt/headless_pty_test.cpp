@@ -101,7 +101,7 @@ TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecor
   qt::QtSerialPort port(sim.path());
   std::ostringstream out, err;
   auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(headless_run(port, FailurePolicy::Abort, out, err), kHeadlessOk) << err.str();
+  EXPECT_EQ(headless_run(port, HeadlessArgs{}, out, err), kHeadlessOk) << err.str();
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_EQ(out.str(),
             "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
