@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <sstream>
@@ -112,6 +113,39 @@ TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecor
   EXPECT_EQ(err.str(), "");
   EXPECT_FALSE(port.is_open());
   EXPECT_LT(seconds, 60) << "the search of the families before the KST took too long";
+}
+
+TEST_F(HeadlessPtyTest, AMonitorRunOverTheLineSavesARowForEverySampleAndClosesThePort) {
+  OvnSim sim("KST");
+  ASSERT_EQ(sim.path().rfind("/dev/", 0), 0u) << sim.path();
+  test::TempDir dir;
+  qt::QtSerialPort port(sim.path());
+  HeadlessArgs args;
+  args.samples = 60;
+  args.save_dir = dir.path();
+  args.save_rate_ms = 0;
+  std::ostringstream out, err;
+  EXPECT_EQ(headless_run(port, args, out, err), kHeadlessOk) << err.str();
+  EXPECT_NE(err.str().find("ovn-kst: 60 samples in "), std::string::npos) << err.str();
+  EXPECT_NE(err.str().find("rows saved to " + (dir / "KST.0000.csv")), std::string::npos)
+      << err.str();
+
+  std::string file = test::TempDir::read(dir / "KST.0000.csv").value_or("");
+  std::vector<std::string> lines;
+  std::istringstream in(file);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  ASSERT_GE(lines.size(), 4u + 60u) << file;
+  EXPECT_EQ(lines[2], "#  Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(F)\r");
+  // Every sample of the run is a row of torque, speed and power (the temperature rides
+  // on the row after a readout).
+  size_t rows = 0;
+  for (size_t i = 4; i < lines.size(); ++i) {
+    size_t commas = static_cast<size_t>(std::count(lines[i].begin(), lines[i].end(), ','));
+    EXPECT_TRUE(commas == 3 || commas == 4) << lines[i];
+    ++rows;
+  }
+  EXPECT_EQ(rows, 60u);
+  EXPECT_FALSE(port.is_open());
 }
 
 #endif
