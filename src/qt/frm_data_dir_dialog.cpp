@@ -8,15 +8,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "qt/qt_operator_dialogs.h"
+
 namespace ovn::qt {
-
-namespace {
-
-QString latin1(const std::string& text) {
-  return QString::fromLatin1(text.data(), text.size());
-}
-
-}  // namespace
 
 FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
     : QDialog(parent), form_(form) {
@@ -51,7 +45,7 @@ FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
   layout->addLayout(button_row);
 
   connect(txt_save_rate, &QLineEdit::textChanged, this, [this](const QString& text) {
-    if (!rendering_) form_.txt_save_rate.text = text.toLatin1().toStdString();
+    if (!rendering_) form_.txt_save_rate.text = latin1(text);
   });
   const std::pair<QCheckBox*, FormCheck FrmDataDir::*> checks[] = {
       {cb_event_save, &FrmDataDir::cb_event_save},

@@ -15,20 +15,15 @@
 
 #include "foundation/version_notice.h"
 #include "qt/chart_widget.h"
+#include "qt/qt_operator_dialogs.h"
 
 namespace ovn::qt {
 
 namespace {
 
-QString qs(const std::string& text) {
-  return QString::fromLatin1(text.data(), static_cast<int>(text.size()));
-}
-std::string ls(const QString& text) {
-  return text.toLatin1().toStdString();
-}
 // Line ends of the model's captions are CR LF; a label breaks at LF alone.
 QString caption_text(const std::string& text) {
-  return qs(text).remove(QChar('\r'));
+  return latin1(text).remove(QChar('\r'));
 }
 
 QString color_style(int32_t word) {
@@ -142,7 +137,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     box->setMaximumWidth(110);
     box->installEventFilter(this);
     connect(box, &QLineEdit::textEdited, this, [this, i](const QString& text) {
-      model_.graph.txt_grlimits[i] = ls(text);
+      model_.graph.txt_grlimits[i] = latin1(text);
       txt_grlimits_change(model_.graph, i);
     });
     box->setObjectName(QString("txt_grlimits%1").arg(i));
@@ -179,12 +174,12 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   txt_sec_per_screen_ = new QLineEdit(central);
   txt_sec_per_screen_->setMaximumWidth(60);
   connect(txt_sec_per_screen_, &QLineEdit::editingFinished, this,
-          [this] { lf_change_scalewidth(model_.graph, ls(txt_sec_per_screen_->text())); });
+          [this] { lf_change_scalewidth(model_.graph, latin1(txt_sec_per_screen_->text())); });
   status->addWidget(txt_sec_per_screen_);
-  status->addWidget(
-      new QLabel(qs(model_.lb_sec_per_screen.caption.empty() ? "sec/screen"
-                                                             : model_.lb_sec_per_screen.caption),
-                 central));
+  status->addWidget(new QLabel(
+      latin1(model_.lb_sec_per_screen.caption.empty() ? "sec/screen"
+                                                      : model_.lb_sec_per_screen.caption),
+      central));
   cb_gridlines_ = new QCheckBox("Gridlines", central);
   connect(cb_gridlines_, &QCheckBox::toggled, this,
           [this](bool on) { model_.graph.cb_gridlines = on; });
@@ -252,8 +247,8 @@ QPushButton* MainWindow::add_button(KstControl& control, const std::string& name
   auto* b = new QPushButton(centralWidget());
   b->setContextMenuPolicy(Qt::PreventContextMenu);
   b->installEventFilter(this);
-  b->setObjectName(qs(name) + QString::number(index));
-  b->setProperty("ovn_name", qs(name));
+  b->setObjectName(latin1(name) + QString::number(index));
+  b->setProperty("ovn_name", latin1(name));
   b->setProperty("ovn_index", index);
   // A click, by the mouse or by the keyboard (Space on the focused button), is the left
   // button; the right button is taken on its press in the event filter.
@@ -276,8 +271,8 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     }
   }
   if (auto* b = qobject_cast<QPushButton*>(watched); b && button == 2 && b->isEnabled()) {
-    kst_on_button(model_, ls(b->property("ovn_name").toString()), b->property("ovn_index").toInt(),
-                  button, shift);
+    kst_on_button(model_, latin1(b->property("ovn_name").toString()),
+                  b->property("ovn_index").toInt(), button, shift);
   }
   return QMainWindow::eventFilter(watched, event);
 }
@@ -292,8 +287,8 @@ void MainWindow::build_menus() {
         menu->addSeparator();
         continue;
       }
-      QAction* a = menu->addAction(qs(e.caption));
-      if (!e.shortcut.empty()) a->setShortcut(QKeySequence(qs(e.shortcut)));
+      QAction* a = menu->addAction(latin1(e.caption));
+      if (!e.shortcut.empty()) a->setShortcut(QKeySequence(latin1(e.shortcut)));
       int index = static_cast<int>(i);
       connect(a, &QAction::triggered, this, [this, &m, index] { kst_on_menu(model_, m, index); });
       actions_.push_back({a, {&m, index}});
@@ -302,7 +297,7 @@ void MainWindow::build_menus() {
   };
   for (KstMenu* m : kst_menus(model_)) {
     if (m->caption.empty()) continue;
-    QMenu* menu = menuBar()->addMenu(qs(m->caption));
+    QMenu* menu = menuBar()->addMenu(latin1(m->caption));
     fill(menu, *m);
     if (m == &model_.mn_misc) {
       menu->addSeparator();  // mn_oihser
@@ -330,7 +325,7 @@ void MainWindow::run_session() {
 
 void MainWindow::render() {
   FrmKstMain& f = model_;
-  QString title = qs(f.caption);
+  QString title = latin1(f.caption);
   if (windowTitle() != title) setWindowTitle(title);
   for (int i = 0; i < 3; ++i) {
     // The value takes the channel's pen colour as its text colour, on the window's ground.
@@ -361,26 +356,26 @@ void MainWindow::render() {
     show_control(b, *c);
   }
   for (int i = 0; i < 6; ++i) {
-    QString text = qs(f.graph.txt_grlimits[i]);
+    QString text = latin1(f.graph.txt_grlimits[i]);
     if (!txt_grlimits_[i]->hasFocus() && txt_grlimits_[i]->text() != text)
       txt_grlimits_[i]->setText(text);
-    txt_grlimits_[i]->setToolTip(qs(f.txt_grlimits_tool_tip[i]));
+    txt_grlimits_[i]->setToolTip(latin1(f.txt_grlimits_tool_tip[i]));
     txt_grlimits_[i]->setVisible(i % 3 < f.session.channels);
   }
   if (!txt_sec_per_screen_->hasFocus())
-    txt_sec_per_screen_->setText(qs(f.graph.txt_sec_per_screen));
+    txt_sec_per_screen_->setText(latin1(f.graph.txt_sec_per_screen));
   if (cb_gridlines_->isChecked() != f.graph.cb_gridlines)
     cb_gridlines_->setChecked(f.graph.cb_gridlines);
   if (cb_dots_->isChecked() != f.graph.cb_dots) cb_dots_->setChecked(f.graph.cb_dots);
   chart_->setToolTip(caption_text(f.pic_graph.tool_tip));
   for (auto& [a, where] : actions_) {
     const KstMenuEntry& e = where.first->entries[static_cast<size_t>(where.second)];
-    if (a->text() != qs(e.caption)) a->setText(qs(e.caption));
+    if (a->text() != latin1(e.caption)) a->setText(latin1(e.caption));
     a->setCheckable(e.checked || a->isCheckable());
     a->setChecked(e.checked);
     a->setEnabled(e.enabled);
     a->setVisible(e.visible);
-    a->setToolTip(qs(e.tool_tip.empty() ? e.caption : e.tool_tip));
+    a->setToolTip(latin1(e.tool_tip.empty() ? e.caption : e.tool_tip));
   }
 }
 

@@ -6,31 +6,21 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include "qt/qt_operator_dialogs.h"
+
 namespace ovn::qt {
-
-namespace {
-
-QString qs(const std::string& text) {
-  return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-std::string ls(const QString& text) {
-  return text.toLatin1().toStdString();
-}
-
-}  // namespace
 
 PasswordDialog::PasswordDialog(FrmPassword& form, QWidget* parent) : QDialog(parent), form_(form) {
   setObjectName("frm_password");
-  setWindowTitle(qs(form.caption));
+  setWindowTitle(latin1(form.caption));
   auto* grid = new QGridLayout(this);
-  auto* prompt = new QLabel(qs(form.prompt), this);
+  auto* prompt = new QLabel(latin1(form.prompt), this);
   prompt->setObjectName("lb_prompt");
   prompt->setVisible(!form.prompt.empty());
   grid->addWidget(prompt, 0, 0, 1, 2);
   for (int i = 0; i < 3; ++i) {
     const PasswordField& field = form.txt[static_cast<size_t>(i)];
-    auto* label = new QLabel(qs(field.label), this);
+    auto* label = new QLabel(latin1(field.label), this);
     label->setObjectName(QString("lb%1").arg(i));
     auto* edit = new QLineEdit(this);
     edit->setObjectName(QString("txt%1").arg(i));
@@ -46,10 +36,10 @@ PasswordDialog::PasswordDialog(FrmPassword& form, QWidget* parent) : QDialog(par
     grid->addWidget(edit, i + 1, 1);
     txt_[static_cast<size_t>(i)] = edit;
   }
-  auto* ok = new QPushButton(qs(form.btn_ok), this);
+  auto* ok = new QPushButton(latin1(form.btn_ok), this);
   ok->setObjectName("btn_ok");
   ok->setDefault(true);
-  auto* cancel = new QPushButton(qs(form.btn_cancel), this);
+  auto* cancel = new QPushButton(latin1(form.btn_cancel), this);
   cancel->setObjectName("btn_cancel");
   auto* buttons = new QHBoxLayout;
   buttons->addStretch();
@@ -62,7 +52,7 @@ PasswordDialog::PasswordDialog(FrmPassword& form, QWidget* parent) : QDialog(par
 }
 
 void PasswordDialog::ok_clicked() {
-  for (size_t i = 0; i < txt_.size(); ++i) form_.txt[i].text = ls(txt_[i]->text());
+  for (size_t i = 0; i < txt_.size(); ++i) form_.txt[i].text = latin1(txt_[i]->text());
   frm_password_ok_click(form_);
   if (!form_.visible) {
     form_.accepted ? accept() : QDialog::reject();
@@ -78,7 +68,7 @@ void PasswordDialog::reject() {
 }
 
 void PasswordDialog::show_texts() {
-  for (size_t i = 0; i < txt_.size(); ++i) txt_[i]->setText(qs(form_.txt[i].text));
+  for (size_t i = 0; i < txt_.size(); ++i) txt_[i]->setText(latin1(form_.txt[i].text));
 }
 
 }  // namespace ovn::qt

@@ -3,12 +3,11 @@
 #include <QDir>
 #include <QStandardPaths>
 
+#include "qt/qt_operator_dialogs.h"
+
 namespace ovn::qt {
 
 namespace {
-QString latin1(const std::string& s) {
-  return QString::fromLatin1(s.data(), qsizetype(s.size()));
-}
 QString path_key(const std::string& section, const std::string& key) {
   return latin1(section) + "/" + latin1(key);
 }
@@ -36,7 +35,7 @@ std::optional<std::string> QtSettingsStore::get(const std::string& app, const st
                                                 const std::string& key) {
   QVariant v = file(app).value(path_key(section, key));
   if (!v.isValid()) return std::nullopt;
-  return v.toString().toLatin1().toStdString();
+  return latin1(v.toString());
 }
 
 void QtSettingsStore::put(const std::string& app, const std::string& section,
