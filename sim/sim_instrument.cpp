@@ -79,7 +79,7 @@ struct ParamDef {
 const ParamDef kParams[] = {
     {"UCA", "655360000", false},
     {"UCB", "0", false},
-    {"UIA", "ZQVD9880002V(2-3 lbf-in)", true},
+    {"UIA", "ZQVD52002V(2-3 lbf-in)", true},
     {"UIB", "SIM0001", true},
     {"UIC", "Simulated Customer", true},
     {"UID", "S1", true},

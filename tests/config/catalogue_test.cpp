@@ -37,7 +37,7 @@ TEST_F(CatalogueTest, ParameterLinesArePaddedToColumnTwentyUnlessLonger) {
   EXPECT_EQ(tm_info_catalogue_item("UCA Pole0 Full Scale"),
             "UCA655360000        # Pole0 Full Scale\r\n");
   // The model fills more than 20 columns: the comment follows it directly.
-  EXPECT_EQ(tm_info_catalogue_item("UIA Model"), "UIAZQVD9880002V(2-3 lbf-in)# Model\r\n");
+  EXPECT_EQ(tm_info_catalogue_item("UIA Model"), "UIAZQVD52002V(2-3 lbf-in)# Model\r\n");
   // No comment: the line is still padded, as the instrument's file always was.
   EXPECT_EQ(tm_info_catalogue_item("TA"), "TA3                 \r\n");
   // "=" and "==" markers go between name and value.

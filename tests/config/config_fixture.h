@@ -35,8 +35,8 @@ class ConfigFixture : public SimLineTest {
     k.tm_type = kTmKst;
     k.tm_name = "KSTM";
     k.file_extension = ".611";
-    k.file_name = "Simulated_Customer.ZQVD9880002V-SIM0001.S1.611";
-    k.uid = "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-COM1";
+    k.file_name = "Simulated_Customer.ZQVD52002V-SIM0001.S1.611";
+    k.uid = "ZQVD52002V(2-3 lbf-in)-SIM0001.S1-COM1";
     k.firmware = "150";
     k.version1 = 150;
     k.uvpv_per_raw = 0.024635402112829115;

@@ -44,11 +44,11 @@ TEST_F(TmFileTest, SavedFileHasTheHeaderThenTheBodyInCatalogueOrder) {
   EXPECT_EQ(lines[1], "# ovn-kst Version:" + kw_version_text());
   // 1 / 0.024635402112829115 = 40.59199..., six significant digits.
   EXPECT_EQ(lines[2], "# Firmware:150  RawRotor / uV/V = 40.5920E+0");
-  EXPECT_EQ(lines[3], "# UID:ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-COM1");
+  EXPECT_EQ(lines[3], "# UID:ZQVD52002V(2-3 lbf-in)-SIM0001.S1-COM1");
   EXPECT_TRUE(std::regex_match(lines[4], std::regex(R"(# \d{4}-\d\d-\d\d \d\d:\d\d:\d\d)")))
       << lines[4];
   EXPECT_EQ(lines[5], "UCA655360000        # Pole0 Full Scale");
-  EXPECT_EQ(lines[7], "UIAZQVD9880002V(2-3 lbf-in)# Model");
+  EXPECT_EQ(lines[7], "UIAZQVD52002V(2-3 lbf-in)# Model");
   EXPECT_EQ(lines[9], "# BAD REPLY TO UIC:!");
   EXPECT_EQ(lines[10], "UIDS1               # Shaft Number");
   EXPECT_EQ(lines[34], "######################### Speed");
@@ -198,7 +198,7 @@ TEST_F(TmFileTest, TheSessionEndSaveKeepsOneFilePerSession) {
   EXPECT_EQ(std::filesystem::path(path).parent_path(), dir / "OVN-Configurations");
   EXPECT_TRUE(std::regex_match(
       std::filesystem::path(path).filename().string(),
-      std::regex(R"(Simulated_Customer\.ZQVD9880002V-SIM0001\.S1_\d{8}-\d{6}\.611)")))
+      std::regex(R"(Simulated_Customer\.ZQVD52002V-SIM0001\.S1_\d{8}-\d{6}\.611)")))
       << path;
   EXPECT_EQ(saved_lines(path).size(), 115u);
   ConfigInstrument none;

@@ -29,8 +29,8 @@ TEST(TmInfoRules, OldWqpmFirmwareIsToldByItsVersionText) {
 }
 
 TEST(TmInfoRules, TheMakersPrefixIsDroppedAndTheModelCut) {
-  EXPECT_EQ(tm_info_strip_model("ZQVD9880002V(2-3 lbf-in)", 0), "9880002V(2-3 lbf-in)");
-  EXPECT_EQ(tm_info_strip_model("ZQVD9880002V(2-3 lbf-in)", 8), "9880002V");
+  EXPECT_EQ(tm_info_strip_model("ZQVD52002V(2-3 lbf-in)", 0), "52002V(2-3 lbf-in)");
+  EXPECT_EQ(tm_info_strip_model("ZQVD52002V(2-3 lbf-in)", 6), "52002V");
   EXPECT_EQ(tm_info_strip_model("9880002V", -1), "9880002V");
   EXPECT_EQ(tm_info_strip_model("XZQVD1", 0), "XZQVD1");
   EXPECT_EQ(tm_info_strip_model("ZQVD12", 5), "12");
@@ -43,7 +43,7 @@ TEST(TmInfoRules, TheAmbientRangeFollowsTheDigitsBeforeTheV) {
     double low, high;
   };
   const Row rows[] = {
-      {"9880002V", true, 74, 99},   {"ZQVD9880002V(2-3 lbf-in)", true, 74, 99},
+      {"9880002V", true, 74, 99},   {"ZQVD52002V(2-3 lbf-in)", true, 74, 99},
       {"9880000V", true, 95, 120},  {"98800", true, 95, 120},  // no "V"
       {"V12", true, 95, 120},       {"9880001V", false, 74, 99},
       {"9880003V", true, 72, 95},   {"9880004V", true, 67, 85},

@@ -20,7 +20,7 @@ TEST_F(SessionTest, TheSimulatedKstFillsEveryFieldOfItsRecord) {
   EXPECT_EQ(r.tm_name, "KST");
   EXPECT_EQ(r.dtp, kDtpHex32);
   EXPECT_EQ(r.data_msg, "DX1");
-  EXPECT_EQ(r.model, "ZQVD9880002V(2-3 lbf-in)");
+  EXPECT_EQ(r.model, "ZQVD52002V(2-3 lbf-in)");
   EXPECT_EQ(r.serial, "SIM0001");
   EXPECT_EQ(r.shaft, "S1");
   EXPECT_EQ(r.identifier, "A");
@@ -50,9 +50,9 @@ TEST_F(SessionTest, TheSimulatedKstFillsEveryFieldOfItsRecord) {
   EXPECT_EQ(r.tempf_min, 74);
   EXPECT_EQ(r.tempf_max, 99);
 
-  EXPECT_EQ(r.uid, "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1");
+  EXPECT_EQ(r.uid, "ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1");
   EXPECT_EQ(r.regy_keyy, "KST-COM1");
-  EXPECT_EQ(r.file_name, "Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611");
+  EXPECT_EQ(r.file_name, "Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611");
   EXPECT_EQ(setting("ovn-tm-info", "Settings", "KST-Samples"), "16000");
   EXPECT_TRUE(op.shown.empty());
 }
@@ -113,9 +113,9 @@ TEST_F(SessionTest, AHeadlessSessionFindsTheInstrumentThroughThePortSelection) {
   std::string summary = tm_info_open_headless(kTmNone, "", 0);
   set_command_line("");
   EXPECT_EQ(summary,
-            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\r\nfamily=KST\r\n"
+            "uid=ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\r\nfamily=KST\r\n"
             "firmware=KSTs150r40\r\nfs_lbfin=2001.0002\r\n"
-            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\r\n");
+            "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\r\n");
   EXPECT_EQ(tm_type(kTmInfoCurrent), kTmKst);
   // The families before the KST in the search order were asked first.
   std::vector<std::string> sent = port.requests();
@@ -136,7 +136,7 @@ TEST_F(SessionTest, ANamedFamilyIsFoundAtTheAddressTheCallerOffers) {
   EXPECT_EQ(session, 4);
   EXPECT_EQ(rs232_id(), "D");
   EXPECT_EQ(tm_info_record(4).identifier, "D");
-  EXPECT_EQ(tm_info_text(kSelUid, 4), "ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:D-COM1");
+  EXPECT_EQ(tm_info_text(kSelUid, 4), "ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:D-COM1");
   EXPECT_EQ(tm_type(0), 0) << "other sessions stay as they were";
 }
 

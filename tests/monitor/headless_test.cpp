@@ -94,11 +94,11 @@ class HeadlessTest : public SeamsTest {
 };
 
 const char* const kKstRecord =
-    "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+    "uid=ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
     "family=KST\n"
     "firmware=KSTs150r40\n"
     "fs_lbfin=2001.0002\n"
-    "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n";
+    "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\n";
 
 TEST_F(HeadlessTest, ATalkingKstIsFoundItsRecordPrintedAndThePortClosed) {
   EXPECT_EQ(run(FailurePolicy::Abort), kHeadlessOk);

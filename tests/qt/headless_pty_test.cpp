@@ -105,11 +105,11 @@ TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecor
   EXPECT_EQ(headless_run(port, HeadlessArgs{}, out, err), kHeadlessOk) << err.str();
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_EQ(out.str(),
-            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "uid=ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
             "family=KST\n"
             "firmware=KSTs150r40\n"
             "fs_lbfin=2001.0002\n"
-            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+            "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\n");
   EXPECT_EQ(err.str(), "");
   EXPECT_FALSE(port.is_open());
   EXPECT_LT(seconds, 60) << "the search of the families before the KST took too long";
@@ -211,11 +211,11 @@ TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZ
   ProgramRun run = run_ovn_kst({"--headless", "--simulate", "-nocommportscan"}, home.path(), 60);
   EXPECT_EQ(run.code, kHeadlessOk) << run.err;
   EXPECT_EQ(run.out,
-            "uid=ZQVD9880002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
+            "uid=ZQVD52002V(2-3 lbf-in)-SIM0001.S1-ID:A-COM1\n"
             "family=KST\n"
             "firmware=KSTs150r40\n"
             "fs_lbfin=2001.0002\n"
-            "file_name=Simulated_Customer.9880002V(2-3_lbf-in)-SIM0001.S1.611\n");
+            "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\n");
 }
 
 TEST(OvnKstHeadless, AWordItDoesNotTakeEndsTheRunWithExitCode3AndTheReason) {
