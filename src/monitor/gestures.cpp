@@ -37,16 +37,19 @@ int32_t gesture_command(GestureSource source, int index, int button, int shift, 
   switch (source) {
     case GestureSource::Data:
       if (shift == 0 && !technician) return 0;
-      if (button == 2 && shift == 7) return 60;
-      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+      if (button == 2 && shift == 7) return kCmdTechnicianEntry;
+      return kCmdGestureFirst + gesture_code(index % 3, button, shift);
     case GestureSource::Limits:
-      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+      return kCmdGestureFirst + gesture_code(index % 3, button, shift);
     case GestureSource::Chart:
-      return kGestureCommandBase + gesture_code(3, button, shift);
+      return kCmdGestureFirst + gesture_code(3, button, shift);
     case GestureSource::MaxMin:
-      return shift != 0 ? 0 : button == 1 ? 37 : button == 2 ? 38 : 0;
+      return shift != 0    ? 0
+             : button == 1 ? kCmdResetMaxMin
+             : button == 2 ? kCmdResetMaxMinAndClear
+                           : 0;
     case GestureSource::Units:
-      return 50;
+      return kCmdNextDisplayMode;
   }
   return 0;
 }

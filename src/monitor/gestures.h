@@ -11,15 +11,16 @@
 #include <optional>
 #include <string>
 
+#include "monitor/kst_commands.h"
+
 namespace ovn {
 
-inline constexpr int32_t kGestureCommandBase = 30000;
 // Gesture codes from this one up come from the chart itself (`pic_graph`).
 inline constexpr int32_t kChartGestureCode = 128;
 
 // (index + 1) * 32 + button * 8 + shift, where index is the control index modulo 3 for
 // the channel labels and limit boxes; index 3 gives the chart's codes (128 upward).
-// The command is kGestureCommandBase plus the code.
+// The command is kCmdGestureFirst plus the code.
 int32_t gesture_code(int index, int button, int shift);
 
 // The controls whose presses become commands.
@@ -37,7 +38,7 @@ struct Gesture {
   int button;
   int shift;
 };
-// `graph_gesture`'s decoding of a code (the command minus kGestureCommandBase).
+// `graph_gesture`'s decoding of a code (the command minus kCmdGestureFirst).
 Gesture graph_gesture_decode(int32_t code);
 
 struct LimitTexts {
