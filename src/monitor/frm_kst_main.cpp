@@ -254,9 +254,8 @@ void lf_technician_entry(FrmKstMain& f) {
   debug_log("User Entered " + text);
 }
 
-void lf_channel_gesture(FrmKstMain& f, int32_t code) {
-  Gesture g = graph_gesture_decode(code);
-  if (g.picture) {
+void lf_chart_gesture(FrmKstMain& f, const ChartGesture& g) {
+  if (g.on_chart()) {
     if (g.shift == 2) {
       if (auto c = graph_set_color(f.graph, 0)) f.pic_graph.back_color = *c;
     } else if (g.shift == 0 && g.button == 2) {
@@ -267,8 +266,7 @@ void lf_channel_gesture(FrmKstMain& f, int32_t code) {
     }
     return;
   }
-  int ch = g.channel + 1;
-  if (ch < 1 || ch > 3) return;
+  const int ch = g.channel;
   if (g.shift == 2) {
     if (auto c = graph_set_color(f.graph, ch)) f.lb_data[ch - 1].back_color = *c;
     return;
@@ -282,8 +280,8 @@ void lf_channel_gesture(FrmKstMain& f, int32_t code) {
     mx = lf_number(r[0]) * m.scale[ch - 1] + m.offset[ch - 1];
     mn = lf_number(r[1]) * m.scale[ch - 1] + m.offset[ch - 1];
   }
-  auto limits = limits_gesture(f.graph.txt_grlimits[ch - 1], f.graph.txt_grlimits[ch + 2], g.shift,
-                               g.button, mx, mn);
+  auto limits =
+      limits_gesture(f.graph.txt_grlimits[ch - 1], f.graph.txt_grlimits[ch + 2], g, mx, mn);
   if (!limits) return;
   f.graph.txt_grlimits[ch - 1] = limits->upper;
   txt_grlimits_change(f.graph, ch - 1);
@@ -522,7 +520,9 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdUrvUp, kCmdUrvDown},
       {kCmdResize, kCmdResize, lf_cmd_resize},
       {kCmdGestureFirst, kCmdGestureLast,
-       [](F& f, int32_t command) { lf_channel_gesture(f, command - kCmdGestureFirst); }},
+       [](F& f, int32_t command) {
+         if (auto g = gesture_from_command(command)) lf_chart_gesture(f, *g);
+       }},
   };
   return table;
 }
