@@ -319,8 +319,8 @@ void lf_cmd_save_data(FrmKstMain& f, int32_t) {
 }
 
 void lf_cmd_expanded_display(FrmKstMain& f, int32_t command) {
-  KstMenuEntry& e = f.mn_misc.entries[static_cast<size_t>(command - kMnMiscBase)];
-  e.checked = !e.checked;
+  KstMenuEntry* e = kst_menu_entry(f, command);
+  e->checked = !e->checked;
   refresh_channels(f, false);
 }
 
@@ -488,7 +488,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
          password_change();
          lf_apply_lock_state(f);
        }},
-      {kCmdAdjustZero, kCmdAdjustPoint4},  // adjustment of point (command - 300)
+      {kCmdAdjustZero, kCmdAdjustPoint4},  // adjustment of point (command - kCmdAdjustZero)
       {kCmdShuntValues, kCmdShuntValues},
       {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
       {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
@@ -738,7 +738,8 @@ void refresh_channels(FrmKstMain& f, bool reload) {
     e.visible = hz >= 0;
     if (hz >= 0) e.caption = hz == 0 ? "No Filter" : kw_format(hz, "0.###") + " Hz";
   }
-  bool expanded = f.mn_misc.entries.size() > 9 && f.mn_misc.entries[9].checked;
+  const KstMenuEntry* expanded_entry = kst_menu_entry(std::as_const(f), kCmdExpandedDisplay);
+  bool expanded = expanded_entry != nullptr && expanded_entry->checked;
   const KstSession& s = f.session;
   for (int i = 0; i < 3; ++i) {
     KstDisplayMode& e = f.modes[0];

@@ -318,6 +318,13 @@ TEST_F(FrmKstMainTest, OneChannelHidesTheOthersAndAsksOnlyForItsMaxMin) {
 
 TEST_F(FrmKstMainTest, TheModeSwitchChangesTheLiveMessageAndHexRepliesAreConverted) {
   start();
+  // F2 widens the engineering format by two digits and back.
+  for (const char* picture : {"#0.000", "#0.0"}) {
+    kst_on_menu(f, f.mn_misc, 9);
+    kst_round(f);
+    EXPECT_EQ(f.mn_misc.entries[9].checked, picture == std::string("#0.000"));
+    EXPECT_EQ(kw_format(1.0 / 3, f.modes[0].format[0]), kw_format(1.0 / 3, picture));
+  }
   kst_on_mouse_down(f, "lb_units", 0, 1, 0);
   EXPECT_EQ(f.command, 50);
   kst_round(f);
