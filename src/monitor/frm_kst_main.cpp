@@ -102,7 +102,7 @@ void lf_set_visible_channels(FrmKstMain& f) {
 }
 
 void lf_apply_filter_label(FrmKstMain& f) {
-  for (size_t i = 0; i < f.mn_filter.entries.size(); ++i) f.mn_filter.entries[i].checked = false;
+  for (auto& entry : f.mn_filter.entries) entry.checked = false;
   int fl = get_si16("FL1");
   if (fl >= 0 && fl < static_cast<int>(f.mn_filter.entries.size()))
     f.mn_filter.entries[fl].checked = true;
@@ -193,9 +193,8 @@ int lf_unit_index(const std::string& name, int group) {
 
 // The instrument keeps torque in lbf-in, speed in RPM, power in Hp and temperature in F;
 // a display unit is a scale (and for temperature an offset) on top of these.
-const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp",
-                                   "\xBA"
-                                   "F"};
+const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp", ("\xBA"
+                                                            "F")};
 
 void lf_units_command(FrmKstMain& f, int index) {
   for (int group = 0; group < 4; ++group) {
@@ -357,7 +356,7 @@ KstMenuEntry lf_entry(const std::string& caption, const std::string& shortcut = 
 }
 
 KstMenu lf_menu(const std::string& name, const std::string& caption, int32_t base,
-                std::vector<std::pair<std::string, std::string>> entries) {
+                const std::vector<std::pair<std::string, std::string>>& entries) {
   KstMenu m{name, caption, base, {}};
   for (auto& [text, key] : entries) m.entries.push_back(lf_entry(text, key));
   return m;
