@@ -174,8 +174,6 @@ TEST_F(CheckitTest, EveryCheckWritesItsSentenceInTheTextOfItsVerdict) {
        "Offset (+1.5 kV) NOT within +1.0 (+1.5) of +0.0 [-1.0,+1.0]"},
       {[] { return ck_asymmetry(100, 99, 0.004, "Shunt", ""); }, false,
        "Shunt Asymmetry (+10.0 permille) NOT within +4.0 (+10.0) of +0.0 [-4.0,+4.0]"},
-      {[] { return ck_asymmetry(100, 99.8, 0.004, "Shunt", ""); }, true,
-       "Shunt Asymmetry (+2.0 permille) within +4.0 (+2.0) of +0.0 [-4.0,+4.0]"},
       {[] { return ck_range(20, 19.8, 20.3, "Duty", "%", false, ""); }, true,
        "Duty (+20.0%) in [+19.8,+20.3]"},
       {[] { return ck_range(-15, 10, 26, "Supply", "V", false, ""); }, true,
@@ -216,7 +214,6 @@ TEST_F(CheckitTest, EveryCheckWritesItsSentenceInTheTextOfItsVerdict) {
        "+Shunt (+4587.1559) equal default"},
       {[] { return ck_differs_num2(3, 1, 2, "X", ""); }, true,
        "X (+3.0) NOT equal default (+1.0 or +2.0)"},
-      {[] { return ck_differs_num2(2, 1, 2, "X", ""); }, false, "X (+2.0) equal default"},
       {[] { return ck_range_not_default(70, 0, "Zero Temp", "degF", 65, 90); }, true,
        "Zero Temp (+70.0 degF) in [+65.0,+90.0] and NOT default"},
       {[] { return ck_range_not_default(0, 0, "Zero Temp", "degF", 65, 90); }, false,
@@ -237,8 +234,6 @@ TEST_F(CheckitTest, EveryCheckWritesItsSentenceInTheTextOfItsVerdict) {
       {[] { return ck_int_equal_default(1, 1, "Teeth", ""); }, true, "Teeth (+1.0) equal default "},
       {[] { return ck_int_not_equal_default(1, 1, "Teeth", ""); }, false,
        "Teeth (+1.0) equal default "},
-      {[] { return ck_int_not_equal_default(2, 1, "Teeth", ""); }, true,
-       "Teeth (+2.0) NOT equal default (+1.0) "},
   };
   for (const Case& c : cases) {
     ck_clear();

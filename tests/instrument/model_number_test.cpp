@@ -119,11 +119,6 @@ TEST(ModelSpeed, KstStemsGiveTheirGroupsSpeedAndTheHighSpeedFrameAsksForAnH) {
       {"52002V(1 Hlbf-in)", 15000},  // an "H" inside the parentheses is no option
       {"40001V", 30000},
       {"50101", 25000},
-      {"70304V(1 Nm)", 10000},
-      {"40404", 8500},
-      {"50502", 8000},
-      {"70603", 6000},
-      {"40701", 5500},
       {"ZQVD50804V", 3600},
       {"59999V(1 Nm)", 0},  // a KST stem not in the table
       {"60001", 0},         // not a KST stem
