@@ -332,25 +332,12 @@ int noise_test_lbfin() {
 }
 
 bool noise_command(int32_t command) {
-  switch (command) {
-    case 501:
-      noise_test_raw(1);
-      return true;
-    case 502:
-      noise_test_raw(noise_test_reps());
-      return true;
-    case 503:
-      noise_test_lbfin();
-      return true;
-    case 504:
-      noise_test_filtered(1);
-      return true;
-    case 505:
-      noise_test_filtered(noise_test_reps());
-      return true;
-    default:
-      return false;
-  }
+  if (command < 501 || command > 505) return false;
+  if (command == 503)
+    noise_test_lbfin();
+  else
+    noise_test_run(command <= 502, command == 501 || command == 504 ? 1 : noise_test_reps());
+  return true;
 }
 
 }  // namespace ovn
