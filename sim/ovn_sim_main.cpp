@@ -29,6 +29,8 @@ const char* kUsage =
     "                     sine:MEAN:AMPLITUDE:PERIOD_MS, ramp:V0:V1:MS (default 0)\n"
     "  --speed PROFILE    shaft speed, RPM, same forms (default 0)\n"
     "  --noise UVPV       rotor noise, microvolts per volt (default 0.5)\n"
+    "  --spikes FRACTION  fault: this fraction of the samples carries a 25-sigma spike\n"
+    "                     (default 0)\n"
     "  --zero COUNTS      rotor A/D count at no load (default 2000)\n"
     "  --temperature F    temperature, deg F (default 75)\n"
     "  --seed N           noise seed (default 1)\n"
@@ -88,6 +90,9 @@ int main(int argc, char** argv) {
       ok = ovn::sim_parse_profile(v, speed);
     } else if (opt == "--noise") {
       ok = number_arg(v, config.noise_uvpv) && config.noise_uvpv >= 0;
+    } else if (opt == "--spikes") {
+      ok = number_arg(v, config.spike_fraction) && config.spike_fraction >= 0 &&
+           config.spike_fraction <= 1;
     } else if (opt == "--zero") {
       ok = number_arg(v, zero);
     } else if (opt == "--temperature") {

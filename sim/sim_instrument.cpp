@@ -255,14 +255,27 @@ double filter_ratio(const SimInstrument& sim, int channel) {
   return i > 16 ? 1.0e9 : kFilterRatio[i];
 }
 
+// One sample of the rotor's noise in deviations: Gaussian, and with the spike fault now and
+// then a spike. The generator is drawn for spikes only when the fault is on, so a seed
+// gives the same Gaussian noise with the fault off as before it existed.
+double noise_sigmas(SimInstrument& sim) {
+  double x = gaussian(sim);
+  if (sim.config.spike_fraction > 0) {
+    const double u = (static_cast<double>(sim.rng() >> 11) + 0.5) * 0x1.0p-53;
+    if (u < sim.config.spike_fraction) x += (sim.rng() & 1 ? 1.0 : -1.0) * sim.config.spike_sigmas;
+  }
+  return x;
+}
+
 // A/D counts as the rotor sends them, unfiltered, in whole counts.
 double sample_raw(SimInstrument& sim, double now) {
-  return std::round(true_counts(sim, now) + raw_sigma(sim) * gaussian(sim));
+  return std::round(true_counts(sim, now) + raw_sigma(sim) * noise_sigmas(sim));
 }
 
 // The instrument's filtered count for the torque channel.
 double sample_filtered(SimInstrument& sim, double now) {
-  return true_counts(sim, now) + raw_sigma(sim) * gaussian(sim) / std::sqrt(filter_ratio(sim, 1));
+  return true_counts(sim, now) +
+         raw_sigma(sim) * noise_sigmas(sim) / std::sqrt(filter_ratio(sim, 1));
 }
 
 // Counts above zero to fraction of full scale, by the stored adjustment points: piecewise

@@ -75,6 +75,10 @@ struct SimConfig {
   std::string password = "kst";        // KST instrument password
   std::string stator_version = "150";  // KST "VR" reply is "KSTs<stator>r<rotor>"
   std::string rotor_version = "40";
+  // A fault of the rotor: this fraction of the samples (0 to 1) carries a spike of
+  // spike_sigmas noise deviations, either sign, on top of the Gaussian noise.
+  double spike_fraction = 0;
+  double spike_sigmas = 25;
 };
 
 // The physical world around the rotor. A/D count = zero_counts + gain x torque + shunt +
