@@ -193,8 +193,9 @@ int lf_unit_index(const std::string& name, int group) {
 
 // The instrument keeps torque in lbf-in, speed in RPM, power in Hp and temperature in F;
 // a display unit is a scale (and for temperature an offset) on top of these.
-const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp", ("\xBA"
-                                                            "F")};
+const char* const kNativeUnit[] = {"lbf-in", "RPM", "Hp",
+                                   ("\xBA"
+                                    "F")};
 
 void lf_units_command(FrmKstMain& f, int index) {
   for (int group = 0; group < 4; ++group) {

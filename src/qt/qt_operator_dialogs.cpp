@@ -14,6 +14,7 @@
 #include <QScrollArea>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <cmath>
 
 namespace ovn::qt {
 
@@ -156,7 +157,7 @@ QSize TimelineBar::sizeHint() const {
 void TimelineBar::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.fillRect(rect(), palette().color(QPalette::Base));
-  QRect done(0, 0, static_cast<int>(width() * fraction_ + 0.5), height());
+  QRect done(0, 0, static_cast<int>(std::lround(width() * fraction_)), height());
   QColor ink = palette().color(QPalette::Highlight);
   if (hollow_) {
     painter.setPen(QPen(ink, 2));

@@ -130,7 +130,7 @@ TEST(Stats, MergingEqualsOnePassOverAllSamples) {
 }
 
 TEST(Stats, ShiftAndScaleActAsIfEverySampleHadMoved) {
-  const std::vector<double> xs = kDataSets[1];
+  const std::vector<double>& xs = kDataSets[1];
   for (double factor : {2.5, -3.0, -0.001}) {
     for (double shift : {0.0, 100.0}) {
       std::vector<double> moved;

@@ -8,7 +8,6 @@
 namespace ovn {
 namespace {
 
-using test::Press;
 using test::ScriptedOperator;
 using test::SeamsTest;
 

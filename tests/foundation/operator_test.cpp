@@ -10,7 +10,6 @@ namespace ovn {
 namespace {
 
 using test::BoxKind;
-using test::Press;
 using test::ScriptedOperator;
 using test::SeamsTest;
 
