@@ -166,7 +166,7 @@ STTS tm_acquire_engineering(double& seconds, double& count, double& scale,
 }
 
 std::string noise_folder() {
-  const std::string folder = kw_documents_dir() + "/ovn-noise";
+  std::string folder = kw_documents_dir() + "/ovn-noise";
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
   return folder;

@@ -1,6 +1,7 @@
 #include "audit/checkit.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <vector>
@@ -18,8 +19,8 @@ constexpr char kIndentStep[] = "   ";
 enum { kFailText = 0, kPassText = 1 };
 
 struct CheckReport {
-  std::string report[2];
-  std::string pending[2];
+  std::array<std::string, 2> report;
+  std::array<std::string, 2> pending;
   std::string indent;
 };
 CheckReport g_ck;

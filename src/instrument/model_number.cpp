@@ -173,7 +173,7 @@ int tm_info_model_parse(const std::string& model, double& full_scale, double& un
       unit = "N", length = 1, units_per_lbfin = kNewtonsPerLbf;
     } else if (rest.rfind("lbf)", 0) == 0) {
       unit = "lbf", length = 3;
-    } else if (rest.rfind(")", 0) == 0) {
+    } else if (rest.rfind(')', 0) == 0) {
       unit = "lbf", length = 0;  // a bare ")" is read as "lbf)"
     }
   }
