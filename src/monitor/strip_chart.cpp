@@ -207,6 +207,7 @@ void graph_round_start(StripChart& g) {
 void graph_pen(StripChart& g, int ch, double value) {
   if (ch < 1 || ch > 3) return;
   ChartChannel& p = g.chn[ch - 1];
+  if (g.history != nullptr) g.history->add(ch, g.t0_ms + g.elapsed_ms, value);
   double y = value * p.scale + p.offset;
   y = std::isnan(y) ? kNoPoint : std::clamp(y, -32768.0, 32767.0);
   if (!g.paused && g.canvas != nullptr) {

@@ -18,6 +18,7 @@
 #include <string>
 
 #include "monitor/canvas.h"
+#include "monitor/session_history.h"
 
 namespace ovn {
 
@@ -66,6 +67,8 @@ struct StripChart {
   double last_text_ms = 0;
 
   Canvas* canvas = nullptr;
+  // Where every pen value is also kept, paused or not (not owned; none while null).
+  SessionHistory* history = nullptr;
 };
 
 // Reads section "Graphing": background, "Gridlines", "Graph with dots", then per channel
@@ -99,7 +102,7 @@ void txt_grlimits_change(StripChart& g, int index);
 void graph_round_start(StripChart& g);
 // The pen step of channel ch (1..3) for `value` in the mode's units: the pen height
 // (clamped to -32768..32767) becomes last_y; unless paused it is drawn, as a line from the
-// previous point or, in dot mode, as a short stroke.
+// previous point or, in dot mode, as a short stroke. The value goes to `history` too.
 void graph_pen(StripChart& g, int ch, double value);
 // Ends a round's drawing: unless paused, starts a new screen when elapsed_ms, taken as a
 // single, is beyond the right edge. True when it did. The loop sets prev_elapsed_ms to
