@@ -115,6 +115,41 @@ void draw_frame(StripChart& g) {
 
 }  // namespace
 
+namespace {
+
+double luminance(int32_t word) {
+  auto channel = [](int v) {
+    const double c = v / 255.0;
+    return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * channel(word & 0xFF) + 0.7152 * channel((word >> 8) & 0xFF) +
+         0.0722 * channel((word >> 16) & 0xFF);
+}
+
+}  // namespace
+
+double contrast_ratio(int32_t a, int32_t b) {
+  const double la = luminance(a), lb = luminance(b);
+  return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+int32_t readable_color(int32_t pen, int32_t ground) {
+  constexpr double kReadable = 4.5;
+  const int target = luminance(ground) > 0.18 ? 0 : 255;  // black on light, white on dark
+  int32_t out = pen;
+  // Sixteen steps of a sixteenth of the way each end at the target itself, which reads on
+  // any ground (black on the darkest light ground is 4.6:1).
+  for (int step = 1; step <= 16 && contrast_ratio(out, ground) < kReadable; ++step) {
+    const double k = std::min(1.0, step / 16.0);
+    auto mix = [&](int shift) {
+      const int v = (pen >> shift) & 0xFF;
+      return static_cast<int32_t>(std::lround(v + (target - v) * k)) << shift;
+    };
+    out = mix(0) | mix(8) | mix(16);
+  }
+  return out;
+}
+
 int32_t palette_color(int index) {
   return kPalette[static_cast<size_t>(index) & 15];
 }

@@ -31,6 +31,14 @@ inline constexpr float kNoPoint = 12.0f;
 // The 16-colour palette of colour words (0 black ... 15 bright white).
 int32_t palette_color(int index);
 
+// The contrast ratio of two colour words as the accessibility guidelines define it, from
+// 1 (the same) to 21 (black on white).
+double contrast_ratio(int32_t a, int32_t b);
+// `pen` made readable on `ground`: moved towards black on a light ground or white on a
+// dark one until the two differ by a ratio of at least 4.5 to 1. A pen that reads already
+// comes back as it is, so the operator's own choice stands wherever it can.
+int32_t readable_color(int32_t pen, int32_t ground);
+
 struct ChartChannel {
   int32_t color = 0;
   float scale = 1.0f;   // multiplies the value in the mode's units

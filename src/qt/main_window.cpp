@@ -3,18 +3,26 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QFileDialog>
 #include <QGridLayout>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
+#include <QSvgGenerator>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "foundation/files.h"
 #include "foundation/version_notice.h"
 #include "qt/chart_widget.h"
+#include "qt/history_chart.h"
 #include "qt/qt_operator_dialogs.h"
 
 namespace ovn::qt {
@@ -154,9 +162,18 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     kst_on_mouse_down(model_, "pic_graph", 0, b, s, x, y);
   });
   chart_->on_resized([this] { kst_on_resize(model_); });
-  outer->addWidget(chart_, 1);
+  history_chart_ = new HistoryChart(history_, central);
+  history_chart_->setObjectName("history_chart");
+  history_chart_->on_context_menu = [this](const QPoint& at) { chart_context_menu(at); };
+  // The strip chart is the instrument's own; the history beside it scrolls back through
+  // the session and zooms.
+  charts_ = new QTabWidget(central);
+  charts_->addTab(chart_, "Strip Chart");
+  charts_->addTab(history_chart_, "History");
+  outer->addWidget(charts_, 1);
   outer->addLayout(limits_bottom);
   model_.graph.canvas = chart_;
+  model_.graph.history = &history_;
 
   // Buttons and the small readouts.
   auto* row = new QHBoxLayout;
@@ -299,6 +316,15 @@ void MainWindow::build_menus() {
     if (m->caption.empty()) continue;
     QMenu* menu = menuBar()->addMenu(latin1(m->caption));
     fill(menu, *m);
+    if (m == &model_.mn_file && !menu->actions().isEmpty()) {
+      // The picture of the chart is the window's own: it goes above the last entry (Exit).
+      QAction* last = menu->actions().constLast();
+      auto* save = new QAction("Save Chart Image...", menu);
+      save->setObjectName("save_chart_image");
+      connect(save, &QAction::triggered, this, &MainWindow::ask_save_chart_image);
+      menu->insertAction(last, save);
+      menu->insertSeparator(last);
+    }
     if (m == &model_.mn_misc) {
       menu->addSeparator();  // mn_oihser
       fill(menu, model_.mn_temperature);
@@ -330,7 +356,7 @@ void MainWindow::render() {
   for (int i = 0; i < 3; ++i) {
     // The value takes the channel's pen colour as its text colour, on the window's ground.
     KstControl data = f.lb_data[i];
-    int32_t pen = data.back_color;
+    const int32_t pen = readable_color(data.back_color, f.window_color);
     data.back_color = -1;
     show_label(lb_data_[i], data,
                QString("color: #%1%2%3;")
@@ -357,7 +383,10 @@ void MainWindow::render() {
   }
   for (int i = 0; i < 6; ++i) {
     QString text = latin1(f.graph.txt_grlimits[i]);
-    if (!txt_grlimits_[i]->hasFocus() && txt_grlimits_[i]->text() != text)
+    // A box the operator is typing in keeps the typing; one that merely holds the focus
+    // (the first box has it from the start) shows the limit.
+    if (!(txt_grlimits_[i]->hasFocus() && txt_grlimits_[i]->isModified()) &&
+        txt_grlimits_[i]->text() != text)
       txt_grlimits_[i]->setText(text);
     txt_grlimits_[i]->setToolTip(latin1(f.txt_grlimits_tool_tip[i]));
     txt_grlimits_[i]->setVisible(i % 3 < f.session.channels);
@@ -368,6 +397,7 @@ void MainWindow::render() {
     cb_gridlines_->setChecked(f.graph.cb_gridlines);
   if (cb_dots_->isChecked() != f.graph.cb_dots) cb_dots_->setChecked(f.graph.cb_dots);
   chart_->setToolTip(caption_text(f.pic_graph.tool_tip));
+  render_history_channels();
   for (auto& [a, where] : actions_) {
     const KstMenuEntry& e = where.first->entries[static_cast<size_t>(where.second)];
     if (a->text() != latin1(e.caption)) a->setText(latin1(e.caption));
@@ -392,6 +422,60 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::resizeEvent(QResizeEvent* event) {
   QMainWindow::resizeEvent(event);
   kst_on_resize(model_);
+}
+
+void MainWindow::render_history_channels() {
+  static const char* const kNames[] = {"Torque", "Speed", "Power"};
+  std::array<HistoryChart::Channel, 3> channels;
+  QString key;
+  for (size_t i = 0; i < 3; ++i) {
+    // The chart's ground is white: each pen darkened where it would not read on it.
+    const int32_t ink = readable_color(model_.graph.chn[i].color, 0xFFFFFF);
+    channels[i] = {kNames[i], caption_text(model_.lb_units[i].caption).trimmed(),
+                   QColor(ink & 0xFF, (ink >> 8) & 0xFF, (ink >> 16) & 0xFF)};
+    key += channels[i].unit + channels[i].color.name();
+  }
+  key += QString::number(model_.session.channels);
+  history_chart_->set_live_span(model_.graph.ms_per_screen / 1000.0);
+  if (key == history_channels_) return;
+  history_channels_ = key;
+  history_chart_->set_channels(model_.session.channels, channels);
+}
+
+void MainWindow::show_chart_tab(int index) {
+  charts_->setCurrentIndex(index);
+}
+
+bool MainWindow::save_chart_image(const QString& path) {
+  if (charts_->currentWidget() == history_chart_) return history_chart_->save_image(path);
+  if (!path.endsWith(".svg", Qt::CaseInsensitive)) return chart_->image().save(path, "PNG");
+  // The strip chart is a picture already: the SVG holds it at the widget's size.
+  QSvgGenerator svg;
+  svg.setFileName(path);
+  svg.setSize(chart_->size());
+  svg.setViewBox(chart_->rect());
+  svg.setTitle("ovn-kst strip chart");
+  QPainter p;
+  if (!p.begin(&svg)) return false;
+  p.drawImage(chart_->rect(), chart_->image());
+  return p.end();
+}
+
+void MainWindow::ask_save_chart_image() {
+  const QString path = QFileDialog::getSaveFileName(
+      this, "Save Chart Image", QString::fromStdString(kw_documents_dir()) + "/chart.png",
+      "PNG image (*.png);;SVG drawing (*.svg)");
+  if (path.isEmpty()) return;
+  if (!save_chart_image(path))
+    QMessageBox::warning(this, "Save Chart Image", "The picture could not be written to\n" + path);
+}
+
+void MainWindow::chart_context_menu(const QPoint& global) {
+  QMenu menu(this);
+  menu.addAction("Save Chart Image...", this, &MainWindow::ask_save_chart_image);
+  QAction* live = menu.addAction("Live", history_chart_, &HistoryChart::go_live);
+  live->setEnabled(!history_chart_->live());
+  menu.exec(global);
 }
 
 }  // namespace ovn::qt

@@ -21,10 +21,12 @@ class QAction;
 class QCheckBox;
 class QLineEdit;
 class QPushButton;
+class QTabWidget;
 
 namespace ovn::qt {
 
 class ChartWidget;
+class HistoryChart;
 
 // A label that reports presses with their button (1 left, 2 right) and shift state
 // (1 Shift, 2 Ctrl, 4 Alt).
@@ -46,6 +48,12 @@ class MainWindow : public QMainWindow {
 
   FrmKstMain& model() { return model_; }
   ChartWidget* chart() const { return chart_; }
+  HistoryChart* history_chart() const { return history_chart_; }
+  const SessionHistory& history() const { return history_; }
+  // Shows the strip chart (0) or the history chart (1).
+  void show_chart_tab(int index);
+  // Saves the chart on show as a picture: SVG when the name ends in .svg, else PNG.
+  bool save_chart_image(const QString& path);
   // Runs the load event and arms the one-shot start of the session.
   void start();
   // Copies the model into the widgets.
@@ -58,12 +66,19 @@ class MainWindow : public QMainWindow {
 
  private:
   void build_menus();
+  void ask_save_chart_image();
+  void render_history_channels();
+  void chart_context_menu(const QPoint& global);
   void run_session();
   QPushButton* add_button(KstControl& control, const std::string& name, int index);
 
   FrmKstMain model_;
   bool in_session_ = false;
   ChartWidget* chart_ = nullptr;
+  SessionHistory history_;
+  HistoryChart* history_chart_ = nullptr;
+  QTabWidget* charts_ = nullptr;
+  QString history_channels_;  // what the history chart was last told of the channels
   QTimer render_timer_;
   std::array<PressLabel*, 3> lb_data_{}, lb_mxmn_{}, lb_units_{};
   PressLabel *lb_hz_ = nullptr, *lb_temperature_ = nullptr, *lb_time_now_ = nullptr,

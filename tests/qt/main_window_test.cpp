@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QChart>
 #include <QCloseEvent>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -14,6 +16,7 @@
 #include "link/rs232.h"
 #include "monitor/data_dir.h"
 #include "monitor/gestures.h"
+#include "qt/history_chart.h"
 #include "support/qt_application.h"
 #include "support/scripted_operator.h"
 #include "support/seams.h"
@@ -74,6 +77,11 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   EXPECT_EQ(adjust->toolTip(), kNotAvailable);
   QAction* exit = file->actions().back();
   EXPECT_EQ(exit->text(), "Exit");
+  // The picture of the chart, the window's own entry, stands above Exit.
+  const auto& all = file->actions();
+  ASSERT_GE(all.size(), 3);
+  EXPECT_EQ(all[all.size() - 3]->text(), "Save Chart Image...");
+  EXPECT_TRUE(all[all.size() - 2]->isSeparator());
   exit->trigger();
   EXPECT_EQ(window->model().command, 109);
 }
@@ -132,6 +140,44 @@ TEST_F(MainWindowTest, RenderCopiesCaptionsAndBreaksLinesAtTheModelsLineEnds) {
   upper->insert("150");
   EXPECT_EQ(f.graph.txt_grlimits[0], "150");
   EXPECT_EQ(seams.settings.get("KST", "Graphing", "Limits CHN1 UPPER"), "150");
+}
+
+TEST_F(MainWindowTest, TheFocusedLimitBoxShowsItsLimitUntilTheOperatorTypes) {
+  window->show();
+  QApplication::setActiveWindow(window.get());
+  QLineEdit* upper = child<QLineEdit>("txt_grlimits0");
+  upper->setFocus();
+  QApplication::processEvents();
+  ASSERT_TRUE(upper->hasFocus());
+  FrmKstMain& f = window->model();
+  f.graph.txt_grlimits[0] = "2200";
+  window->render();
+  EXPECT_EQ(upper->text(), "2200");
+  upper->end(false);
+  upper->insert("5");  // typing: the box keeps what is typed while it has the focus
+  f.graph.txt_grlimits[0] = "300";
+  window->render();
+  EXPECT_EQ(upper->text(), "22005");
+}
+
+TEST_F(MainWindowTest, ThePensFeedTheHistoryAndEitherChartSavesAsAPicture) {
+  FrmKstMain& f = window->model();
+  f.session.channels = 3;
+  graph_pen(f.graph, 1, 12.5);
+  graph_pen(f.graph, 3, 2.0);
+  EXPECT_EQ(window->history().size(1), 1u);
+  EXPECT_EQ(window->history().size(2), 0u);
+  EXPECT_EQ(window->history().size(3), 1u);
+  window->render();
+  EXPECT_EQ(window->history_chart()->chart()->series().at(0)->name().left(6), "Torque");
+  for (int tab : {0, 1}) {
+    window->show_chart_tab(tab);
+    for (const char* name : {"chart.png", "chart.svg"}) {
+      const QString path = QString::fromStdString(dir.path()) + "/" + QString::number(tab) + name;
+      ASSERT_TRUE(window->save_chart_image(path)) << path.toStdString();
+      EXPECT_GT(QFileInfo(path).size(), 100) << path.toStdString();
+    }
+  }
 }
 
 TEST_F(MainWindowTest, ACloseOutsideTheSessionGoesThroughAtOnce) {
