@@ -65,8 +65,7 @@ int main(int argc, char** argv) {
   ovn::qt::QtSettingsStore settings;
   ovn::set_settings_store(&settings);
 
-  QString data_dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
-  QDir().mkpath(data_dir);
+  const QString data_dir = ovn::qt::QtSettingsStore::log_folder();
   ovn::FileLogSink log((data_dir + "/debug.log").toStdString());
   ovn::set_log_sink(&log);
 

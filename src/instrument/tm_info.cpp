@@ -380,6 +380,10 @@ const TmInfoRecord& tm_info_record(int32_t session) {
   return record_of(session);
 }
 
+const TmInfoRecord& tm_info_current_record() {
+  return state().records[state().current];
+}
+
 int32_t tm_info_channel() {
   return state().channel;
 }

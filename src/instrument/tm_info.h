@@ -158,6 +158,8 @@ int16_t tm_info_select(int32_t session);
 int16_t tm_info_current();
 // The record of a session (selected first).
 const TmInfoRecord& tm_info_record(int32_t session);
+// The record of the current session, selecting nothing (for displays that only look).
+const TmInfoRecord& tm_info_current_record();
 
 // The channel that channel-addressed messages ("CE<ch>A", "DX<ch>") carry: 1 or 2.
 int32_t tm_info_channel();

@@ -25,8 +25,7 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
 
   QtSettingsStore settings;
   set_settings_store(&settings);
-  QString data_dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
-  QDir().mkpath(data_dir);
+  const QString data_dir = QtSettingsStore::log_folder();
   FileLogSink log((data_dir + "/debug.log").toStdString());
   set_log_sink(&log);
   set_event_pump([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });

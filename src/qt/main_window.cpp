@@ -3,7 +3,9 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QDesktopServices>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -15,12 +17,21 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
+#include <QShowEvent>
+#include <QStatusBar>
 #include <QSvgGenerator>
 #include <QTabWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
+#include "build_info.h"
 #include "foundation/files.h"
+#include "foundation/settings.h"
 #include "foundation/version_notice.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "monitor/data_dir.h"
+#include "monitor/kst_commands.h"
 #include "qt/chart_widget.h"
 #include "qt/history_chart.h"
 #include "qt/qt_operator_dialogs.h"
@@ -251,6 +262,16 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   model_.hooks.unload = [this] { close(); };
   model_.hooks.show_splash = [](int ms) { (new SplashWindow(ms))->show(); };
 
+  // The status bar: which instrument on which port, the rate, the data file being written.
+  status_instrument_ = new QLabel(this);
+  status_rate_ = new QLabel(this);
+  status_file_ = new QLabel(this);
+  status_instrument_->setObjectName("status_instrument");
+  status_file_->setObjectName("status_file");
+  statusBar()->addWidget(status_instrument_);
+  statusBar()->addWidget(status_rate_);
+  statusBar()->addWidget(status_file_, 1);
+
   render_timer_.setInterval(100);
   connect(&render_timer_, &QTimer::timeout, this, &MainWindow::render);
   resize(1100, 720);
@@ -306,15 +327,30 @@ void MainWindow::build_menus() {
       }
       QAction* a = menu->addAction(latin1(e.caption));
       if (!e.shortcut.empty()) a->setShortcut(QKeySequence(latin1(e.shortcut)));
+      if (m.base + static_cast<int32_t>(i) == kCmdExit && e.shortcut.empty())
+        a->setShortcut(QKeySequence::Quit);  // Ctrl+Q, as every desktop program quits
       int index = static_cast<int>(i);
       connect(a, &QAction::triggered, this, [this, &m, index] { kst_on_menu(model_, m, index); });
       actions_.push_back({a, {&m, index}});
     }
     menu->setToolTipsVisible(true);
   };
+  // Each top menu gets the first letter of its caption not taken by an earlier one as
+  // its Alt key (File, Setup, Adjustment, fIlter, ...); Help keeps H.
+  QString taken = "H";
+  auto mnemonic = [&taken](QString caption) {
+    for (int k = 0; k < caption.size(); ++k) {
+      const QChar c = caption[k].toUpper();
+      if (c.isLetter() && !taken.contains(c)) {
+        taken += c;
+        return caption.insert(k, '&');
+      }
+    }
+    return caption;
+  };
   for (KstMenu* m : kst_menus(model_)) {
     if (m->caption.empty()) continue;
-    QMenu* menu = menuBar()->addMenu(latin1(m->caption));
+    QMenu* menu = menuBar()->addMenu(mnemonic(latin1(m->caption)));
     fill(menu, *m);
     if (m == &model_.mn_file && !menu->actions().isEmpty()) {
       // The picture of the chart is the window's own: it goes above the last entry (Exit).
@@ -332,6 +368,36 @@ void MainWindow::build_menus() {
       fill(menu, model_.mn_pwr);
     }
   }
+  add_help_menu();
+}
+
+QString MainWindow::about_text() {
+  return QString(
+             "<h3>ovn-kst %1</h3>"
+             "<p>The desktop companion of rotating-shaft torque meters: live monitor, data "
+             "files, adjustment, tests and configuration of the KST and eight other "
+             "instrument families.</p>"
+             "<p>Build: %2, %3 with Qt %4.</p>"
+             "<p>Licence: all rights reserved by its authors; no licence to copy or "
+             "redistribute has been granted yet.</p>")
+      .arg(QString::fromStdString(kw_version_text()), QString(build::version), QString(__DATE__),
+           QString(qVersion()));
+}
+
+void MainWindow::add_help_menu() {
+  QMenu* help = menuBar()->addMenu("&Help");
+  help->setObjectName("mn_help");
+  QAction* readme = help->addAction("ovn-kst &README");
+  connect(readme, &QAction::triggered, this, [] {
+    // The installed copy, else the one of the source tree the program was built from.
+    QString path = QString(build::share_dir) + "/README.md";
+    if (!QFileInfo::exists(path)) path = QString(build::source_dir) + "/README.md";
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+  });
+  QAction* about = help->addAction("&About ovn-kst");
+  about->setObjectName("about");
+  connect(about, &QAction::triggered, this,
+          [this] { QMessageBox::about(this, "About ovn-kst", about_text()); });
 }
 
 void MainWindow::start() {
@@ -398,6 +464,7 @@ void MainWindow::render() {
   if (cb_dots_->isChecked() != f.graph.cb_dots) cb_dots_->setChecked(f.graph.cb_dots);
   chart_->setToolTip(caption_text(f.pic_graph.tool_tip));
   render_history_channels();
+  render_status_bar();
   for (auto& [a, where] : actions_) {
     const KstMenuEntry& e = where.first->entries[static_cast<size_t>(where.second)];
     if (a->text() != latin1(e.caption)) a->setText(latin1(e.caption));
@@ -409,10 +476,19 @@ void MainWindow::render() {
   }
 }
 
+void MainWindow::showEvent(QShowEvent* event) {
+  QMainWindow::showEvent(event);
+  if (geometry_restored_) return;
+  geometry_restored_ = true;
+  const std::string saved = kw_setting_get(kGraphApp, "Window", "Geometry", "");
+  if (!saved.empty()) restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(saved)));
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
   // Outside a session nothing stands between the operator and the end.
   if (!in_session_ || kst_query_unload(model_)) {
     render_timer_.stop();
+    kw_setting_put(kGraphApp, "Window", "Geometry", saveGeometry().toBase64().toStdString());
     event->accept();
     return;
   }
@@ -440,6 +516,17 @@ void MainWindow::render_history_channels() {
   if (key == history_channels_) return;
   history_channels_ = key;
   history_chart_->set_channels(model_.session.channels, channels);
+}
+
+void MainWindow::render_status_bar() {
+  const std::string& uid = tm_info_current_record().uid;
+  const QString instrument = uid.empty() ? "No instrument" : latin1(uid);
+  if (status_instrument_->text() != instrument) status_instrument_->setText(instrument);
+  const QString rate = caption_text(model_.lb_hz.caption);
+  if (status_rate_->text() != rate) status_rate_->setText(rate);
+  const std::string& file = dtdr_file_name();
+  const QString saving = file.empty() ? QString() : "Saving to " + latin1(file);
+  if (status_file_->text() != saving) status_file_->setText(saving);
 }
 
 void MainWindow::show_chart_tab(int index) {

@@ -58,15 +58,20 @@ class MainWindow : public QMainWindow {
   void start();
   // Copies the model into the widgets.
   void render();
+  // The text of Help > About.
+  static QString about_text();
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void showEvent(QShowEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void build_menus();
   void ask_save_chart_image();
+  void add_help_menu();
+  void render_status_bar();
   void render_history_channels();
   void chart_context_menu(const QPoint& global);
   void run_session();
@@ -78,7 +83,9 @@ class MainWindow : public QMainWindow {
   SessionHistory history_;
   HistoryChart* history_chart_ = nullptr;
   QTabWidget* charts_ = nullptr;
-  QString history_channels_;  // what the history chart was last told of the channels
+  QString history_channels_;
+  QLabel *status_instrument_ = nullptr, *status_rate_ = nullptr, *status_file_ = nullptr;
+  bool geometry_restored_ = false;  // what the history chart was last told of the channels
   QTimer render_timer_;
   std::array<PressLabel*, 3> lb_data_{}, lb_mxmn_{}, lb_units_{};
   PressLabel *lb_hz_ = nullptr, *lb_temperature_ = nullptr, *lb_time_now_ = nullptr,

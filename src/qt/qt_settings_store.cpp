@@ -19,6 +19,17 @@ QString QtSettingsStore::default_folder() {
   return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/ovn-kst";
 }
 
+QString QtSettingsStore::log_folder() {
+  QString folder;
+  for (const char* name : {"OVN_DATA_DIR", "OVN_CONFIG_DIR"}) {
+    if (folder.isEmpty()) folder = QString::fromLocal8Bit(qgetenv(name));
+  }
+  if (folder.isEmpty())
+    folder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+  QDir().mkpath(folder);
+  return folder;
+}
+
 QtSettingsStore::QtSettingsStore(const QString& folder)
     : folder_(folder.isEmpty() ? default_folder() : folder) {
   QDir().mkpath(folder_);

@@ -25,6 +25,10 @@ class QtSettingsStore final : public SettingsStore {
 
   const QString& folder() const { return folder_; }
   static QString default_folder();
+  // The folder of the debug log, made when missing: OVN_DATA_DIR if set, else
+  // OVN_CONFIG_DIR, else the user's data folder, so that a test or demo run keeps its log
+  // beside its own files.
+  static QString log_folder();
 
  private:
   QSettings& file(const std::string& app);

@@ -13,6 +13,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 
+#include "foundation/version_notice.h"
 #include "link/rs232.h"
 #include "monitor/data_dir.h"
 #include "monitor/gestures.h"
@@ -59,8 +60,9 @@ class MainWindowTest : public test::SeamsTest {
 TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   QStringList titles;
   for (QAction* a : window->menuBar()->actions()) titles << a->text();
-  EXPECT_EQ(titles,
-            (QStringList{"File", "Setup", "Adjustment", "Filter", "Units", "Misc", "View"}));
+  // Each with its own Alt key.
+  EXPECT_EQ(titles, (QStringList{"&File", "&Setup", "&Adjustment", "F&ilter", "&Units", "&Misc",
+                                 "&View", "&Help"}));
   QMenu* misc = window->menuBar()->actions()[5]->menu();
   ASSERT_NE(misc, nullptr);
   QStringList entries;
@@ -77,6 +79,7 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   EXPECT_EQ(adjust->toolTip(), kNotAvailable);
   QAction* exit = file->actions().back();
   EXPECT_EQ(exit->text(), "Exit");
+  EXPECT_EQ(exit->shortcut(), QKeySequence(QKeySequence::Quit));
   // The picture of the chart, the window's own entry, stands above Exit.
   const auto& all = file->actions();
   ASSERT_GE(all.size(), 3);
@@ -178,6 +181,22 @@ TEST_F(MainWindowTest, ThePensFeedTheHistoryAndEitherChartSavesAsAPicture) {
       EXPECT_GT(QFileInfo(path).size(), 100) << path.toStdString();
     }
   }
+}
+
+TEST_F(MainWindowTest, AboutNamesVersionAndBuildAndTheWindowComesBackWhereItWas) {
+  const QString about = MainWindow::about_text();
+  EXPECT_TRUE(about.contains(QString::fromStdString(kw_version_text()))) << about.toStdString();
+  EXPECT_TRUE(about.contains("Licence")) << about.toStdString();
+  EXPECT_EQ(child<QLabel>("status_instrument")->text(), "No instrument");
+  window->show();
+  window->resize(1000, 650);
+  QApplication::processEvents();
+  window->close();
+  EXPECT_TRUE(seams.settings.get("KST", "Window", "Geometry").has_value());
+  MainWindow again;
+  again.show();
+  QApplication::processEvents();
+  EXPECT_EQ(again.size(), QSize(1000, 650));
 }
 
 TEST_F(MainWindowTest, ACloseOutsideTheSessionGoesThroughAtOnce) {
