@@ -377,11 +377,11 @@ QString MainWindow::about_text() {
              "<p>The desktop companion of rotating-shaft torque meters: live monitor, data "
              "files, adjustment, tests and configuration of the KST and eight other "
              "instrument families.</p>"
-             "<p>Build: %2, %3 with Qt %4.</p>"
+             "<p>Built %2 %3 by %4, with Qt %5 (running on Qt %6).</p>"
              "<p>Licence: all rights reserved by its authors; no licence to copy or "
              "redistribute has been granted yet.</p>")
-      .arg(QString::fromStdString(kw_version_text()), QString(build::version), QString(__DATE__),
-           QString(qVersion()));
+      .arg(QString::fromStdString(kw_version_text()), QString(__DATE__), QString(__TIME__),
+           QString("GCC " __VERSION__), QString(QT_VERSION_STR), QString(qVersion()));
 }
 
 void MainWindow::add_help_menu() {

@@ -1,13 +1,17 @@
 #include "qt/selcom_dialog.h"
 
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QGridLayout>
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSerialPortInfo>
 
+#include "link/port_map.h"
 #include "link/selcom.h"
+#include "qt/qt_serial_port.h"
 
 namespace ovn::qt {
 
@@ -30,6 +34,45 @@ QListWidget* list_of(const SelcomList& model, const char* name, QWidget* parent)
   return list;
 }
 
+}  // namespace
+
+QString serial_device_description(const std::string& device) {
+  if (device.empty()) return "(no device)";
+  const QString path = QString::fromStdString(device);
+  const QString real = QFileInfo(path).canonicalFilePath();
+  if (real.isEmpty()) return path + "  (not present)";
+  QStringList parts{real};
+  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+    if (info.systemLocation() != real) continue;
+    if (!info.description().isEmpty()) parts << info.description();
+    if (!info.manufacturer().isEmpty() && info.manufacturer() != info.description())
+      parts << info.manufacturer();
+    if (info.hasVendorIdentifier() && info.hasProductIdentifier())
+      parts << QString("%1:%2")
+                   .arg(info.vendorIdentifier(), 4, 16, QChar('0'))
+                   .arg(info.productIdentifier(), 4, 16, QChar('0'));
+    if (!info.serialNumber().isEmpty()) parts << "serial " + info.serialNumber();
+  }
+  QString text = parts.join(", ");
+  // The stable name says which adapter it is even after a replug.
+  if (path != real) text += "  (" + QFileInfo(path).fileName() + ")";
+  return text;
+}
+
+namespace {
+
+// A port row: its number, then what is there.
+void describe_ports(QListWidget* list, const FrmSelcom& form) {
+  if (form.port_numbers.size() != static_cast<size_t>(list->count())) return;
+  const std::vector<std::string> enumerated = QtSerialPort::enumerate();
+  const std::string run_device = port_map_run_device();  // --port: every number names it
+  for (int row = 0; row < list->count(); ++row) {
+    const int n = form.port_numbers[static_cast<size_t>(row)];
+    const std::string device = run_device.empty() ? port_map_device(n, enumerated) : run_device;
+    list->item(row)->setText(list->item(row)->text() + "   " + serial_device_description(device));
+  }
+}
+
 template <typename Widget>
 Widget* control_of(const SelcomControl& model, const char* name, QWidget* parent) {
   auto* widget = new Widget(text_of(model.caption), parent);
@@ -45,6 +88,8 @@ SelcomDialog::SelcomDialog(FrmSelcom& form, QWidget* parent) : QDialog(parent), 
   setWindowTitle(text_of(form.caption));
   auto* grid = new QGridLayout(this);
   auto* ports = list_of(form.ls_comport, "ls_comport", this);
+  describe_ports(ports, form);
+  ports->setMinimumWidth(420);
   auto* ids = list_of(form.ls_id, "ls_id", this);
   grid->addWidget(control_of<QLabel>(form.lb_commport, "lb_commport", this), 0, 0);
   grid->addWidget(control_of<QLabel>(form.lb_id, "lb_id", this), 0, 1);

@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
 
@@ -187,6 +188,11 @@ TEST_F(MainWindowTest, AboutNamesVersionAndBuildAndTheWindowComesBackWhereItWas)
   const QString about = MainWindow::about_text();
   EXPECT_TRUE(about.contains(QString::fromStdString(kw_version_text()))) << about.toStdString();
   EXPECT_TRUE(about.contains("Licence")) << about.toStdString();
+  if (const char* docs = std::getenv("OVN_SCREENSHOT_DIR")) {  // scripts/screenshots
+    QMessageBox box(QMessageBox::Information, "About ovn-kst", about, QMessageBox::Ok);
+    box.show();
+    box.grab().save(QString(docs) + "/about.png");
+  }
   EXPECT_EQ(child<QLabel>("status_instrument")->text(), "No instrument");
   window->show();
   window->resize(1000, 650);

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <pty.h>
+#include <unistd.h>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <filesystem>
 
 #include "foundation/settings.h"
 #include "link/rs232.h"
@@ -12,6 +15,7 @@
 #include "sim/sim_port.h"
 #include "support/qt_application.h"
 #include "support/seams.h"
+#include "support/temp_dir.h"
 
 namespace ovn::test {
 namespace {
@@ -46,7 +50,8 @@ TEST_F(SelcomDialogTest, TheDialogShowsTheFormAndHandsClicksToIt) {
   auto* ids = dialog.findChild<QListWidget*>("ls_id");
   ASSERT_TRUE(ports && ids);
   EXPECT_EQ(ports->count(), 32);
-  EXPECT_EQ(ports->item(31)->text(), "COM32");
+  EXPECT_TRUE(ports->item(31)->text().startsWith("COM32   "))
+      << ports->item(31)->text().toStdString();
   EXPECT_EQ(ids->count(), 54);
   EXPECT_TRUE(ids->isHidden());
   EXPECT_TRUE(dialog.findChild<QPushButton*>("btn_ip")->isHidden());
@@ -65,6 +70,35 @@ TEST_F(SelcomDialogTest, TheDialogShowsTheFormAndHandsClicksToIt) {
   EXPECT_EQ(dialog.choice(), SelcomChoice::Retry);
   dialog.findChild<QPushButton*>("btn_abort")->click();
   EXPECT_EQ(dialog.choice(), SelcomChoice::Abort);
+}
+
+TEST_F(SelcomDialogTest, EachPortRowSaysWhatDeviceItNamesAndWhatIsThere) {
+  qt_application();
+  int master = -1, slave = -1;
+  ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+  const std::string pty = ttyname(slave);
+  TempDir dir;
+  const std::string link = dir.path() + "/usb-Maker_Adapter_A10K1-if00-port0";
+  std::filesystem::create_symlink(pty, link);
+  // The operator's map: COM5 is the adapter by its stable name, COM6 one that is away.
+  seams.settings.put("OVN-Shared", "Ports", "COM5", link);
+  seams.settings.put("OVN-Shared", "Ports", "COM6", "/dev/ttyUSB97");
+  EXPECT_EQ(qt::serial_device_description(""), "(no device)");
+  EXPECT_EQ(qt::serial_device_description(pty), QString::fromStdString(pty));
+  EXPECT_EQ(qt::serial_device_description("/dev/ttyUSB97"), "/dev/ttyUSB97  (not present)");
+  selcom_load(port);
+  qt::SelcomDialog dialog(frm_selcom());
+  auto* ports = dialog.findChild<QListWidget*>("ls_comport");
+  ASSERT_NE(ports, nullptr);
+  EXPECT_EQ(ports->item(4)->text().toStdString(),
+            "COM5   " + pty + "  (usb-Maker_Adapter_A10K1-if00-port0)");
+  EXPECT_EQ(ports->item(5)->text(), "COM6   /dev/ttyUSB97  (not present)");
+  if (const char* docs = std::getenv("OVN_SCREENSHOT_DIR")) {  // scripts/screenshots
+    dialog.show();
+    dialog.grab().save(QString(docs) + "/port-picker.png");
+  }
+  close(slave);
+  close(master);
 }
 
 }  // namespace
