@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "build_info.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_pty.h"
 
@@ -18,7 +19,9 @@ void on_signal(int) {
 }
 
 const char* kUsage =
-    "usage: ovn-sim [options]\n"
+    "Usage: ovn-sim [options]\n"
+    "Serves one simulated torquemeter on a pseudo-terminal; prints the device, then serves\n"
+    "until Ctrl+C or SIGTERM.\n"
     "  --family NAME      KST (default), KSLW, RDX, WQPM, HZYM, KSVM, S350, S350+, FGA\n"
     "  --address C        address letter (default A); --no-address: requests carry none\n"
     "  --channels N       KST channel count, 1 to 3 (default 3)\n"
@@ -38,7 +41,9 @@ const char* kUsage =
     "  --turnaround MS    instrument delay before each reply (default 0)\n"
     "  --listen MS        after each reply, poll without sleeping this long (default 2;\n"
     "                     0: sleep at once, saving processor time at a little speed)\n"
-    "  --transcript FILE  append every request and reply to FILE\n";
+    "  --transcript FILE  append every request and reply to FILE\n"
+    "  --version          print the version and end\n"
+    "  --help             this text\n";
 
 bool number_arg(const char* text, double& out) {
   char* end = nullptr;
@@ -57,6 +62,10 @@ int main(int argc, char** argv) {
     std::string opt = argv[i];
     if (opt == "--help" || opt == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (opt == "--version") {
+      std::printf("ovn-sim %s\n", ovn::build::version);
       return 0;
     }
     if (opt == "--no-address") {

@@ -27,6 +27,9 @@ namespace {
 void print_usage() {
   std::printf(
       "Usage: ovn-kst [options]\n"
+      "Talks to the stator of a rotating-shaft torque meter over one serial line: shows\n"
+      "torque, speed, power and temperature live, logs them to CSV, and does the\n"
+      "instrument's adjustment, test, configuration and setup work.\n"
       "  --simulate          talk to the built-in simulated instrument\n"
       "  --port PATH         use this serial device for this run\n"
       "  -nologo             no splash screen\n"
