@@ -183,7 +183,7 @@ void HistoryChart::refresh() {
     double low = INFINITY, high = -INFINITY;
     if (static_cast<int>(i) < channels_) {
       const auto buckets = history_.view(static_cast<int>(i) + 1, from_, to_, pixels);
-      points.reserve(static_cast<qsizetype>(2 * buckets.size()));
+      points.reserve(2 * static_cast<qsizetype>(buckets.size()));
       for (const HistoryBucket& b : buckets) {
         // Each bucket as its two extremes in the order they came, so a peak stays a peak.
         const float first = b.high_last ? b.low : b.high, second = b.high_last ? b.high : b.low;
