@@ -20,6 +20,7 @@
 #include "instrument/password.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
+#include "link/rs232_f7.h"
 #include "link/selcom.h"
 #include "monitor/data_dir.h"
 #include "monitor/frm_data_dir.h"
@@ -496,7 +497,13 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdSaveData, kCmdSaveData, lf_cmd_save_data},
       {kCmdTare, kCmdTare, [](F&, int32_t) { get_reply("TR*"); }},
       {kCmdClearTare, kCmdClearTare, [](F&, int32_t) { rs232_send_ok("TR*0"); }},
-      {kCmdSendMessage, kCmdSendMessage},
+      {kCmdSendMessage, kCmdSendMessage,
+       [](F& f, int32_t) {
+         rs232_f7();
+         // The technician may have changed anything: read the session again.
+         refresh_channels(f, true);
+         lf_apply_lock_state(f);
+       }},
       {kCmdNoiseAd, kCmdNoiseAdRepeated},
       {kCmdNoiseLbfIn, kCmdNoiseLbfIn},
       {kCmdNoiseFiltered, kCmdNoiseFilteredRepeated},
