@@ -55,16 +55,19 @@ std::string lf_lines(const std::string& text) {
 HeadlessOperator::HeadlessOperator(FailurePolicy policy, std::ostream& out, int max_retries)
     : policy_(policy), out_(out), max_retries_(max_retries) {}
 
-void HeadlessOperator::report(const std::string& title, const std::string& text,
-                              const std::string& answer) {
-  out_ << "[" << title << "]\n";
+void headless_report(std::ostream& out, const std::string& title, const std::string& text,
+                     const std::string& answer) {
+  out << "[" << title << "]\n";
   std::string body = lf_lines(text);
   while (!body.empty() && body.back() == '\n') body.pop_back();
-  if (!body.empty()) out_ << body << "\n";
-  out_ << "--> " << answer << "\n";
+  if (!body.empty()) out << body << "\n";
+  out << "--> " << answer << "\n";
+  std::string line = body.substr(0, body.find('\n'));
+  if (!title.empty()) line = line.empty() ? title : title + ": " + line;
+  out << "? " << line << " -> " << answer << "\n";
   // The process ends inside the caller right after an Abort: say so while we can.
-  if (answer == "Abort") out_ << "ovn-kst: aborted, nothing saved (exit code 1)\n";
-  out_.flush();
+  if (answer == "Abort") out << "ovn-kst: aborted, nothing saved (exit code 1)\n";
+  out.flush();
 }
 
 std::string HeadlessOperator::policy_caption() {
