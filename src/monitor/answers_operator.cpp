@@ -148,10 +148,11 @@ int AnswersOperator::show_gibcb(const GibcbRequest& request, std::vector<bool>& 
     set[static_cast<size_t>(i / 2)] = *on;
   }
   if (!r) return cautious_.show_gibcb(request, checked);
-  checked = set;
+  // The box as it was shown; the answer says what changed.
   std::string text;
   for (size_t i = 0; i < request.settings.size() && i < checked.size(); ++i)
     text += gibcb_caption(request.settings[i], checked[i]) + "\n";
+  checked = set;
   headless_report(out_, request.title, text,
                   lf_render(r->fills, captions[static_cast<size_t>(r->button)]));
   return r->button;

@@ -85,9 +85,9 @@ TEST_F(HeadlessRunTest, TheTerminationEntryTakesItsSettingAndTheRunEndsWithARead
   std::string o = out.str();
   size_t record_end = o.find(".611\n") + 5;
   EXPECT_TRUE(std::regex_match(o.substr(record_end), kReadoutLine)) << o;
-  EXPECT_NE(err.str().find("[Info Box]\nRS485 Termination On\n"
+  EXPECT_NE(err.str().find("[Info Box]\nRS485 Termination Off\n"
                            "--> RS485 Termination Off=on, Apply Changes\n"
-                           "? Info Box: RS485 Termination On -> RS485 Termination Off=on, "
+                           "? Info Box: RS485 Termination Off -> RS485 Termination Off=on, "
                            "Apply Changes\n"),
             std::string::npos)
       << err.str();
