@@ -788,6 +788,20 @@ bool sim_family_has_address(SimFamily family) {
   return f && f->address;
 }
 
+void sim_hold(SimInstrument& sim, SimQuantity quantity, double value) {
+  switch (quantity) {
+    case SimQuantity::Load:
+      sim.physics.torque = {SimShape::Constant, value};
+      break;
+    case SimQuantity::Speed:
+      sim.physics.speed = {SimShape::Constant, value};
+      break;
+    case SimQuantity::Temp:
+      sim.physics.temperature_f = value;
+      break;
+  }
+}
+
 double sim_profile_value(const SimProfile& p, double now_ms) {
   double t = now_ms - p.start_ms;
   switch (p.shape) {

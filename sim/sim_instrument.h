@@ -20,7 +20,11 @@
 #include <string>
 #include <vector>
 
+#include "monitor/answers.h"
+
 namespace ovn {
+
+struct SimInstrument;
 
 // Family codes as the program numbers them.
 enum class SimFamily : int32_t {
@@ -60,6 +64,15 @@ double sim_profile_value(const SimProfile& profile, double now_ms);
 // (times in ms; a bare number is a constant). False on anything else; `profile` is then
 // left alone.
 bool sim_parse_profile(const std::string& text, SimProfile& profile);
+
+// The technician phrase the simulated bench goes with: one the program accepts, so that a
+// scripted run on the simulated instrument enters technician mode without being told it.
+inline constexpr const char* kSimTechnicianPhrase = "torque";
+
+// Holds what the simulated instrument measures at `value` from now on: the applied torque
+// in lbf-in or the speed in RPM, no longer moving (the noise stays), or the temperature in
+// degrees F.
+void sim_hold(SimInstrument& sim, SimQuantity quantity, double value);
 
 // How the simulated instrument is built. Everything here can be changed later through
 // the SimInstrument's fields as well.

@@ -640,6 +640,8 @@ void kst_load(FrmKstMain& f) {
   int time = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Time", 3, 1, 101);
   int reps = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Reps", 10, 1, 101);
   std::string t = std::to_string(time), r = std::to_string(reps);
+  for (size_t i : {1u, 2u, 4u, 5u})
+    f.mn_misc.entries[i].built_caption = f.mn_misc.entries[i].caption;
   f.mn_misc.entries[1].caption = "Noise Test: A/D " + t + " second";
   f.mn_misc.entries[2].caption = "Noise Test: A/D " + t + " second x " + r;
   f.mn_misc.entries[4].caption = "Noise Filtered lbf-in  " + t + " second";

@@ -41,8 +41,9 @@ struct KstControl {
 };
 
 struct KstMenuEntry {
-  std::string caption;   // "-" for a separator
-  std::string shortcut;  // "Ctrl+A", "F7", "" for none
+  std::string caption;        // "-" for a separator
+  std::string built_caption;  // the caption it was built with, when it changed since
+  std::string shortcut;       // "Ctrl+A", "F7", "" for none
   std::string tool_tip;
   bool checked = false;
   bool enabled = true;

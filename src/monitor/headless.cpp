@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
 #include <map>
 #include <ostream>
 #include <system_error>
@@ -17,7 +20,9 @@
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
 #include "link/rs232.h"
+#include "monitor/answers.h"
 #include "monitor/data_dir.h"
+#include "monitor/kst_commands.h"
 
 namespace ovn {
 
@@ -32,7 +37,12 @@ const char* const kHeadlessHelp =
     "  --duration SECONDS  monitor for this long, then end\n"
     "  --save-dir DIR      monitor and save CSV data files into DIR (made when missing)\n"
     "  --save-rate MS      milliseconds per saved row, 0 for every sample\n"
-    "                      (default: the windowed program's \"Save Rate\", 1 s)\n";
+    "                      (default: the windowed program's \"Save Rate\", 1 s)\n"
+    "  --run CAPTION       serve this menu entry or button once the session is open\n"
+    "                      (repeatable, in order; exit 5 when it is not available)\n"
+    "  --answers FILE      the operator's answers to the boxes, one a line (- for stdin);\n"
+    "                      exit 4 when they run out or one fits no button\n"
+    "  --technician        enter technician mode first (the phrase from the answers)\n";
 
 namespace {
 
@@ -93,6 +103,20 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
         a.duration_s = 0;
         refuse("--duration takes seconds, a number above 0");
       }
+      if (has_value) ++i;
+    } else if (word == "--technician") {
+      a.technician = true;
+    } else if (word == "--run") {
+      if (!has_value || value.empty())
+        refuse("--run takes the caption of a menu entry or button");
+      else
+        a.runs.push_back(value);
+      if (has_value) ++i;
+    } else if (word == "--answers") {
+      if (!has_value || value.empty())
+        refuse("--answers takes a file of answers, or - for stdin");
+      else
+        a.answers = value;
       if (has_value) ++i;
     } else if (word == "--samples") {
       if (!has_value || !lf_parse(value, a.samples) || a.samples <= 0) {
@@ -203,6 +227,18 @@ void lf_round_end(HeadlessMonitor& m) {
   FrmKstMain& f = m.f;
   ++m.samples;
   double t = now_ms() - m.go_ms;
+  if (m.readout_due && m.out != nullptr) {
+    // The state the procedures left, once the round has read it.
+    *m.out << headless_readout_line(f, t) << '\n';
+    m.out->flush();
+  }
+  m.readout_due = false;
+  if (!m.keep_going && m.ended_by.empty()) {
+    m.ended_by = "--run";
+    m.ended_ms = t;
+    f.exit_requested = true;
+    return;
+  }
   if (m.out != nullptr && t >= m.next_print_ms) {
     *m.out << headless_readout_line(f, t) << '\n';
     m.out->flush();
@@ -215,11 +251,13 @@ void lf_round_end(HeadlessMonitor& m) {
     m.ended_by = "--duration";
   else if (g_stop)
     m.ended_by = "signal";
+  else if (m.answers != nullptr && m.answers->failed())
+    m.ended_by = "answers";
   else
     return;
   m.ended_ms = t;
   // What the operator would do: stop saving, then close the window.
-  if (dtdr_saving()) f.command = 400;
+  if (dtdr_saving()) f.command = kCmdSaveData;
   f.exit_requested = true;
 }
 
@@ -227,9 +265,21 @@ void lf_round_end(HeadlessMonitor& m) {
 
 void headless_monitor_hooks(HeadlessMonitor& m) {
   m.f.hooks.session_ready = [&m] {
+    if (!m.runs.empty() || m.technician) {
+      headless_serve_runs(m, m.err != nullptr ? *m.err : std::cerr);
+      if (m.code != 0 || m.f.exit_requested) {
+        // Nothing more to show: the procedures did not get through, or left.
+        m.go_ms = now_ms();
+        m.out = nullptr;
+        m.ended_by = m.code != 0 ? "--run" : "exit";
+        m.f.exit_requested = true;
+        return;
+      }
+      if (m.answers != nullptr) m.answers->reach_sim_lines();
+    }
     m.go_ms = now_ms();
     if (!m.save) return;
-    kst_serve_command(m.f, 400);  // the "Save Data" button, pressed at "GO"
+    kst_serve_command(m.f, kCmdSaveData);  // the "Save Data" button, pressed at "GO"
     m.file_name = dtdr_file_name();
     if (dtdr_saving()) return;
     // The operator has been told why (stderr); a run that was to save has no point.
@@ -237,6 +287,95 @@ void headless_monitor_hooks(HeadlessMonitor& m) {
     m.f.exit_requested = true;
   };
   m.f.hooks.round_end = [&m] { lf_round_end(m); };
+}
+
+namespace {
+
+// The window's command behind the menu entry or button captioned `asked` (menus in the
+// order of the menu bar, then the buttons), as its click would store it (0 for a button
+// that stores none now). Nothing when no caption fits.
+std::optional<int32_t> lf_find_caption(FrmKstMain& f, const std::string& asked) {
+  auto names = [&asked](const std::string& caption, const std::string& built) {
+    return answer_caption_names(caption, asked) ||
+           (!built.empty() && answer_caption_names(built, asked));
+  };
+  for (KstMenu* m : kst_menus(f)) {
+    for (size_t i = 0; i < m->entries.size(); ++i) {
+      const KstMenuEntry& e = m->entries[i];
+      if (e.separator() || !names(e.caption, e.built_caption)) continue;
+      return m->base + static_cast<int32_t>(i);
+    }
+  }
+  struct Button {
+    const char* name;
+    int index;
+    const KstControl& control;
+  };
+  const Button buttons[] = {{"btn_cmd", 0, f.btn_cmd[0]},      {"btn_cmd", 1, f.btn_cmd[1]},
+                            {"btn_cmd", 2, f.btn_cmd[2]},      {"btn_cal", 0, f.btn_cal[0]},
+                            {"btn_cal", 1, f.btn_cal[1]},      {"btn_cal", 2, f.btn_cal[2]},
+                            {"btn_clrscrn", 0, f.btn_clrscrn}, {"btn_pause", 0, f.btn_pause},
+                            {"btn_pwr135", 0, f.btn_pwr135}};
+  for (const Button& b : buttons) {
+    if (!names(b.control.caption, "")) continue;
+    // The window's own press, with the left button, picks the command (0: none).
+    int32_t kept = f.command;
+    f.command = 0;
+    kst_on_button(f, b.name, b.index, 1, 0);
+    int32_t command = f.command;
+    f.command = kept;
+    return command;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void headless_serve_runs(HeadlessMonitor& m, std::ostream& err) {
+  FrmKstMain& f = m.f;
+  auto answers_failed = [&m] { return m.answers != nullptr && m.answers->failed(); };
+  // Nothing stands before the sim lines at the head of the answers: they hold from here.
+  if (m.answers != nullptr) m.answers->reach_sim_lines();
+  if (m.technician) {
+    if (m.answers != nullptr && !m.technician_phrase.empty())
+      m.answers->give_password(m.technician_phrase);
+    kst_serve_command(f, kCmdTechnicianEntry);  // the window's technician entry
+    if (answers_failed()) {
+      m.code = kHeadlessAnswers;
+      return;
+    }
+    if (!f.technician) err << "ovn-kst: --technician: the phrase was not accepted\n";
+  }
+  std::vector<int32_t> commands;
+  for (const std::string& caption : m.runs) {
+    auto found = lf_find_caption(f, caption);
+    if (!found) {
+      err << "ovn-kst: --run \"" << caption << "\": no menu entry or button has this caption\n";
+      m.code = kHeadlessBadArgs;
+      return;
+    }
+    // Refused as the window would refuse it: no procedure, hidden or greyed.
+    if (*found == 0 || kst_command_state(f, *found) != KstCommandState::Ready) {
+      err << "ovn-kst: " << caption << ": not available on this instrument\n";
+      m.code = kHeadlessUnavailable;
+      return;
+    }
+    commands.push_back(*found);
+  }
+  for (int32_t c : commands) {
+    // Served as the loop serves a stored command, and cleared after as the loop does.
+    f.command = c;
+    bool stays = kst_serve_command(f, c);
+    f.command = 0;
+    if (answers_failed()) {
+      m.code = kHeadlessAnswers;
+      return;
+    }
+    // "Change Commport" leaves the session; without a window there is no other to open.
+    if (!stays) f.exit_requested = true;
+    if (f.exit_requested) return;
+  }
+  m.readout_due = true;
 }
 
 std::string headless_readout_line(const FrmKstMain& f, double t_ms) {
@@ -263,7 +402,8 @@ namespace {
 
 // The main window's session and loop without the window, then its shutdown. False when
 // the data file asked for could not be opened.
-bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err) {
+bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
+                AnswersOperator* answers, const HeadlessSimulation* simulation, int& code) {
   SettingsScope settings;
   if (!args.save_dir.empty()) {
     settings.run.lay(kDtdrKeyDir, args.save_dir);
@@ -278,9 +418,16 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err) 
   m.save = !args.save_dir.empty();
   m.duration_ms = args.duration_s * 1000;
   m.sample_limit = args.samples;
+  m.err = &err;
+  m.runs = args.runs;
+  m.technician = args.technician;
+  if (args.simulate && simulation != nullptr) m.technician_phrase = simulation->technician_phrase;
+  m.answers = answers;
+  m.keep_going = args.monitors();
   headless_monitor_hooks(m);
   kst_load(m.f);
   kst_timer1(m.f);
+  code = m.code;
   err << "ovn-kst: " << m.samples << " samples in " << kw_format(m.ended_ms / 1000, "0.000")
       << " s (" << (m.ended_by.empty() ? "ended" : m.ended_by) << ")";
   if (!m.file_name.empty()) err << "; " << dtdr_rows() << " rows saved to " << m.file_name;
@@ -291,9 +438,28 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err) 
 
 }  // namespace
 
-int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
-                 std::ostream& err) {
-  bool monitor = args.monitors();
+std::string headless_read_answers(const HeadlessArgs& args, AnswerScript& script) {
+  std::string text;
+  if (args.answers == "-") {
+    text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  } else if (!args.answers.empty()) {
+    std::ifstream file(args.answers, std::ios::binary);
+    if (!file) return "cannot read \"" + args.answers + "\"";
+    text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+  script = answers_parse(text);
+  if (!script.error.empty()) return script.error;
+  if (args.simulate) return "";
+  for (const Answer& a : script.answers)
+    if (a.kind == AnswerKind::Sim)
+      return "line " + std::to_string(a.line) + ": \"" + a.text +
+             "\": sim lines hold what the simulated instrument measures: give --simulate";
+  return "";
+}
+
+int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out, std::ostream& err,
+                 const HeadlessSimulation* simulation) {
+  bool monitor = args.monitors() || args.drives();
   if (monitor && !args.save_dir.empty()) {
     std::string why = headless_prepare_save_dir(args.save_dir);
     if (!why.empty()) {
@@ -301,8 +467,20 @@ int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
       return kHeadlessBadArgs;
     }
   }
+  // Procedures without answers get none: their first box ends them cautiously.
+  std::optional<AnswersOperator> answers;
+  if (!args.answers.empty() || args.drives()) {
+    AnswerScript script;
+    std::string why = headless_read_answers(args, script);
+    if (!why.empty()) {
+      err << "ovn-kst: --answers: " << why << "\n";
+      return kHeadlessBadArgs;
+    }
+    answers.emplace(script.answers, args.on_failure, err,
+                    simulation != nullptr ? simulation->hold : SimHold{});
+  }
   HeadlessOperator op(args.on_failure, err);
-  OperatorScope scope(&op);
+  OperatorScope scope(answers ? static_cast<Operator*>(&*answers) : &op);
   rs232_attach(port, "");
   rs232_load_relaxed();
   std::string summary = tm_info_open_headless(kTmNone, "", 0);
@@ -312,12 +490,20 @@ int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
   if (monitor && tm_type(kTmInfoCurrent) != kKstFamily) {
     err << "ovn-kst: the monitor runs on a KST torquemeter; this instrument is not one\n";
     code = kHeadlessAborted;
-  } else if (monitor && !lf_monitor(args, out, err)) {
-    code = kHeadlessAborted;
+  } else if (monitor) {
+    int run_code = kHeadlessOk;
+    if (!lf_monitor(args, out, err, answers ? &*answers : nullptr, simulation, run_code))
+      code = kHeadlessAborted;
+    else
+      code = run_code;
   }
   tm_info_close(kTmInfoCurrent);
-  if (code == kHeadlessOk && op.skips() > 0) {
-    err << "ovn-kst: " << op.skips() << " exchange(s) skipped: the record"
+  if (answers && answers->unused() > 0)
+    err << "ovn-kst: " << answers->unused() << " answer(s) not taken\n";
+  if (code == kHeadlessOk && answers && answers->failed()) code = kHeadlessAnswers;
+  int skips = op.skips() + (answers ? answers->skips() : 0);
+  if (code == kHeadlessOk && skips > 0) {
+    err << "ovn-kst: " << skips << " exchange(s) skipped: the record"
         << (monitor ? ", readouts and rows" : "") << " may have empty fields\n";
     code = kHeadlessSkipped;
   }

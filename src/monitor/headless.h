@@ -51,7 +51,30 @@
 // program with 0), or the instrument is not a KST and a monitor was asked for, or the data
 // file could not be created (the loop then ends after one round); 2 as 0 but an
 // exchange was skipped, so some fields (record, readouts, rows) may be empty; 3 the command
-// line cannot be used: a word not understood, or a --save-dir that cannot be written.
+// line cannot be used: a word not understood, or a --save-dir that cannot be written, or an
+// --answers file that cannot be read or has a line that cannot be used (a "sim" line
+// without --simulate among them), or a --run caption that names nothing; 4 the answers
+// ran out or one fitted none of its box's buttons (the box and every later one were
+// cancelled); 5 a --run entry is hidden or disabled on this instrument.
+//
+// Procedures (--run CAPTION, repeatable; --technician; --answers FILE). With --run or
+// --technician the session opens as for a monitor, and at "GO", before any monitoring:
+//   - --technician serves the window's technician entry (the password dialog): the phrase
+//     comes from the answers ("=PHRASE", then "Ok"), or with --simulate from the simulated
+//     instrument, without an answer;
+//   - then every caption is looked up among the menu entries and buttons of the window
+//     model (case ignored, with or without the trailing "...", a caption of several lines
+//     by its first; a changed caption also by the one it was built with): one that names
+//     nothing ends the run with 3, one whose entry is hidden or disabled (this family, the
+//     lock state, the mode, or not in this build) with "<caption>: not available on this
+//     instrument" and 5, before any of them is served;
+//   - then each is served in order as the loop serves the window's command. After the
+//     last, the first round's readout line (the fields above, "t=" from "GO") is printed,
+//     and monitoring goes on only when --monitor, --samples, --duration or --save-dir ask.
+// The boxes are answered by an AnswersOperator (answers_operator.h) from --answers (a file,
+// or "-" for stdin), or from no answers at all when --run or --technician come without
+// it. When the answers fail, the procedure ends cancelled, no later --run is served, no
+// monitoring follows, and the exit code is 4. Answers never taken are counted on stderr.
 
 #include <cstdint>
 #include <iosfwd>
@@ -59,6 +82,7 @@
 #include <vector>
 
 #include "link/port_service.h"
+#include "monitor/answers_operator.h"
 #include "monitor/frm_kst_main.h"
 #include "monitor/headless_operator.h"
 
@@ -68,6 +92,8 @@ constexpr int kHeadlessOk = 0;
 constexpr int kHeadlessAborted = 1;
 constexpr int kHeadlessSkipped = 2;
 constexpr int kHeadlessBadArgs = 3;
+constexpr int kHeadlessAnswers = 4;      // the answers ran out or one did not fit
+constexpr int kHeadlessUnavailable = 5;  // a --run entry is hidden or disabled here
 
 // What the command line asks of a headless run.
 struct HeadlessArgs {
@@ -75,15 +101,20 @@ struct HeadlessArgs {
   bool simulate = false;  // "--simulate": the built-in simulated instrument
   std::string port;       // "--port PATH": this device for the run; empty: the stored port
   FailurePolicy on_failure = FailurePolicy::Abort;  // "--on-failure retry|skip|abort"
-  bool monitor = false;      // "--monitor": run the loop even with nothing else asked
-  std::string save_dir;      // "--save-dir DIR": save data files there; empty: no saving
-  double save_rate_ms = -1;  // "--save-rate MS"; below 0: the stored "Save Rate"
-  double duration_s = 0;     // "--duration SECONDS"; 0: no time limit
-  int64_t samples = 0;       // "--samples N"; 0: no count
+  bool monitor = false;           // "--monitor": run the loop even with nothing else asked
+  std::string save_dir;           // "--save-dir DIR": save data files there; empty: no saving
+  double save_rate_ms = -1;       // "--save-rate MS"; below 0: the stored "Save Rate"
+  double duration_s = 0;          // "--duration SECONDS"; 0: no time limit
+  int64_t samples = 0;            // "--samples N"; 0: no count
+  std::vector<std::string> runs;  // "--run CAPTION", in order
+  std::string answers;            // "--answers FILE", "-" for stdin; empty: none
+  bool technician = false;        // "--technician"
   std::string error;  // why the line is not usable ("--on-failure takes retry, skip or abort")
 
   // Whether the main loop runs after the record (see the rule above).
   bool monitors() const { return monitor || !save_dir.empty() || duration_s > 0 || samples > 0; }
+  // Whether procedures are served after the session opens (see "Procedures" above).
+  bool drives() const { return !runs.empty() || technician; }
 };
 
 // Reads the arguments (without the program name). Words that belong to the windowed
@@ -97,7 +128,15 @@ extern const char* const kHeadlessHelp;
 // exit code. The record and the readout lines go to `out`, boxes and the outcome to `err`.
 // Installs its own operator (and for a monitor its settings overlay and signal handlers)
 // for the run and puts the previous ones back; the port is closed at the end.
-int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out, std::ostream& err);
+// What the built-in simulated instrument lends a run: how a "sim" answer holds what it
+// measures, and the technician phrase it is known by.
+struct HeadlessSimulation {
+  SimHold hold;
+  std::string technician_phrase;
+};
+
+int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out, std::ostream& err,
+                 const HeadlessSimulation* simulation = nullptr);
 
 // ---- The monitor's pieces, shared with the benchmark -------------------------------------
 
@@ -105,6 +144,7 @@ int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
 struct HeadlessMonitor {
   FrmKstMain f;
   std::ostream* out = nullptr;  // readout lines; nullptr: none
+  std::ostream* err = nullptr;  // why a procedure was refused; nullptr: std::cerr
   bool save = false;            // start saving at "GO"
   double duration_ms = 0;       // 0: no limit
   int64_t sample_limit = 0;     // 0: no limit
@@ -114,7 +154,19 @@ struct HeadlessMonitor {
   std::string ended_by;   // "--samples", "--duration", "signal", "no data file"; "" while running
   double ended_ms = 0;    // when the last round ended, ms after "GO"
   std::string file_name;  // the data file of the run
+  // Procedures served at "GO", before saving starts (see "Procedures" above).
+  std::vector<std::string> runs;
+  bool technician = false;
+  std::string technician_phrase;       // given without asking; empty: the answers give it
+  AnswersOperator* answers = nullptr;  // the run's operator when it has answers
+  bool keep_going = true;              // monitor after the procedures
+  bool readout_due = false;            // the readout line after the procedures is due
+  int code = 0;                        // 3, 4 or 5 when the procedures ended the run
 };
+
+// Serves the --technician entry and the --run captions of `m` as the window would, in
+// order; at the first that cannot be served, says why on `err` and sets m.code.
+void headless_serve_runs(HeadlessMonitor& m, std::ostream& err);
 
 // Sets the session_ready and round_end hooks of m.f: saving starts at "GO" when asked;
 // every round counts one sample, writes the readout line when it is due and, once a limit
@@ -123,6 +175,11 @@ void headless_monitor_hooks(HeadlessMonitor& m);
 
 // The readout line of the window as it stands (no line end), `t_ms` after "GO".
 std::string headless_readout_line(const FrmKstMain& f, double t_ms);
+
+// Reads and checks the answers of --answers (nothing to read: no answers). "" when they
+// can be used, else why not: the file cannot be read, a line cannot be used, or a "sim"
+// line comes without --simulate.
+std::string headless_read_answers(const HeadlessArgs& args, AnswerScript& script);
 
 // Makes `dir` when missing and checks that a file can be written in it. "" when it can,
 // else why not, in the operator's words.

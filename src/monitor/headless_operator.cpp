@@ -55,16 +55,19 @@ std::string lf_lines(const std::string& text) {
 HeadlessOperator::HeadlessOperator(FailurePolicy policy, std::ostream& out, int max_retries)
     : policy_(policy), out_(out), max_retries_(max_retries) {}
 
-void HeadlessOperator::report(const std::string& title, const std::string& text,
-                              const std::string& answer) {
-  out_ << "[" << title << "]\n";
+void headless_report(std::ostream& out, const std::string& title, const std::string& text,
+                     const std::string& answer) {
+  out << "[" << title << "]\n";
   std::string body = lf_lines(text);
   while (!body.empty() && body.back() == '\n') body.pop_back();
-  if (!body.empty()) out_ << body << "\n";
-  out_ << "--> " << answer << "\n";
+  if (!body.empty()) out << body << "\n";
+  out << "--> " << answer << "\n";
+  std::string line = body.substr(0, body.find('\n'));
+  if (!title.empty()) line = line.empty() ? title : title + ": " + line;
+  out << "? " << line << " -> " << answer << "\n";
   // The process ends inside the caller right after an Abort: say so while we can.
-  if (answer == "Abort") out_ << "ovn-kst: aborted, nothing saved (exit code 1)\n";
-  out_.flush();
+  if (answer == "Abort") out << "ovn-kst: aborted, nothing saved (exit code 1)\n";
+  out.flush();
 }
 
 std::string HeadlessOperator::policy_caption() {
@@ -127,10 +130,26 @@ int HeadlessOperator::show_display_data(const DisplayDataRequest& request) {
   return code;
 }
 
-bool HeadlessOperator::show_user_input(const UserInputForm& form, std::vector<std::string>&) {
+std::string headless_form_text(const UserInputForm& form, const std::vector<std::string>* typed) {
   std::string text;
-  for (const UserInputField& field : form.fields) text += field.label + " = " + field.data + "\n";
-  report(form.title, text, form.cancel_caption.empty() ? "Cancel" : form.cancel_caption);
+  for (size_t i = 0; i < form.fields.size(); ++i) {
+    const UserInputField& field = form.fields[i];
+    const std::string& data = typed == nullptr ? field.data : i < typed->size() ? (*typed)[i] : "";
+    text += field.label + " = " + data + "\n";
+    size_t start = 0;
+    while (start < field.comment.size()) {
+      size_t end = field.comment.find_first_of("\r\n", start);
+      if (end == std::string::npos) end = field.comment.size();
+      if (end > start) text += field.comment.substr(start, end - start) + "\n";
+      start = end + 1;
+    }
+  }
+  return text;
+}
+
+bool HeadlessOperator::show_user_input(const UserInputForm& form, std::vector<std::string>&) {
+  report(form.title, headless_form_text(form, nullptr),
+         form.cancel_caption.empty() ? "Cancel" : form.cancel_caption);
   return false;
 }
 

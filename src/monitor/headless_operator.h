@@ -30,6 +30,17 @@ const char* failure_policy_name(FailurePolicy policy);
 // CR LF left in a log or a pipe would stick to the last field of each line.
 std::string lf_lines(const std::string& text);
 
+// Writes one box to `out`: "[TITLE]", its text (line ends as "\n"), "--> ANSWER", then the
+// box as one line of the conversation, "? TITLE: first line of text -> ANSWER" (without
+// "TITLE: " or ": first line..." where the box has none). After an Abort, that the process
+// ends.
+// A form as the log shows it: "<label> = <text>" a line per field (what was typed when
+// given, else the field's data), then the lines of the field's comment (a console's
+// results, a hint), each on its own line.
+std::string headless_form_text(const UserInputForm& form, const std::vector<std::string>* typed);
+void headless_report(std::ostream& out, const std::string& title, const std::string& text,
+                     const std::string& answer);
+
 class HeadlessOperator final : public Operator {
  public:
   // `out` receives every box; it must outlive the operator.
@@ -59,8 +70,9 @@ class HeadlessOperator final : public Operator {
   bool show_password(FrmPassword& form) override;
 
  private:
-  // Writes a box: its title, its text (line ends as "\n") and the answer given.
-  void report(const std::string& title, const std::string& text, const std::string& answer);
+  void report(const std::string& title, const std::string& text, const std::string& answer) {
+    headless_report(out_, title, text, answer);
+  }
   // The policy's word as a button caption, after the retry bound: "Abort", "Retry", "Skip".
   std::string policy_caption();
   // The index of the button the policy or the cautious rule picks from `buttons`.

@@ -32,6 +32,8 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
 
   SimInstrument sim;
   std::unique_ptr<PortService> port;
+  HeadlessSimulation simulation{[&sim](SimQuantity q, double v) { sim_hold(sim, q, v); },
+                                kSimTechnicianPhrase};
   if (args.simulate) {
     sim_init(sim, SimConfig{});
     // The windowed program's simulated shaft: a torque that swings and a speed that wanders.
@@ -41,7 +43,7 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
   } else {
     port = std::make_unique<QtSerialPort>(args.port);
   }
-  int rc = headless_run(*port, args, std::cout, std::cerr);
+  int rc = headless_run(*port, args, std::cout, std::cerr, args.simulate ? &simulation : nullptr);
   set_log_sink(nullptr);
   set_settings_store(nullptr);
   return rc;

@@ -71,12 +71,15 @@ TEST_F(HeadlessOperatorTest, EveryBoxIsWrittenWithItsTitleTextAndAnswer) {
             "Communications Failure on COM1\n"
             "   Sent    :\"AVR\"\n"
             "--> Skip\n"
+            "? Communications Failure: Communications Failure on COM1 -> Skip\n"
             "[Busy]\n"
             "Wait a moment\n"
             "--> (timed out)\n"
+            "? Busy: Wait a moment -> (timed out)\n"
             "[Files]\n"
             "Delete it?\n"
-            "--> No\n");
+            "--> No\n"
+            "? Files: Delete it? -> No\n");
 }
 
 TEST_F(HeadlessOperatorTest, PlainQuestionsAreAnsweredWithoutCommittingToAnything) {

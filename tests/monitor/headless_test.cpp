@@ -121,7 +121,8 @@ TEST_F(HeadlessTest, NoInstrumentTalkingEndsTheRunWithExitCode1AndSaysWhyOnStder
     // What each family of the search did, as the port selection form would show it.
     ASSERT_FALSE(frm_selcom().lb_info.caption.empty());
     EXPECT_NE(e.find(lf_lines(frm_selcom().lb_info.caption)), std::string::npos) << e;
-    EXPECT_NE(e.find("--> Abort\novn-kst: aborted, nothing saved (exit code 1)\n"),
+    EXPECT_NE(e.find("--> Abort\n? Choose COM port for "), std::string::npos) << e;
+    EXPECT_NE(e.find(" -> Abort\novn-kst: aborted, nothing saved (exit code 1)\n"),
               std::string::npos)
         << e;
     EXPECT_EQ(current_operator(), nullptr);

@@ -148,6 +148,31 @@ TEST_F(HeadlessPtyTest, AMonitorRunOverTheLineSavesARowForEverySampleAndClosesTh
   EXPECT_FALSE(port.is_open());
 }
 
+TEST_F(HeadlessPtyTest, ARunOverTheLineChangesTheInstrumentAndTheNextRunFindsItChanged) {
+  OvnSim sim("KST");
+  ASSERT_EQ(sim.path().rfind("/dev/", 0), 0u) << sim.path();
+  test::TempDir dir;
+  HeadlessArgs args;
+  args.runs = {"Termination Resistor"};
+  // Each run shows the setting as it finds it, then turns it over.
+  const char* const turns[][2] = {{"RS485 Termination Off", "RS485 Termination Off=on\nApply\n"},
+                                  {"RS485 Termination On", "RS485 Termination On=off\nApply\n"}};
+  for (const auto& [found, answers] : turns) {
+    SCOPED_TRACE(found);
+    rs232_reset_state();
+    selcom_reset_state();
+    tm_info_reset_state();
+    args.answers = dir.write("answers.txt", answers);
+    qt::QtSerialPort port(sim.path());
+    std::ostringstream out, err;
+    EXPECT_EQ(headless_run(port, args, out, err), kHeadlessOk) << err.str();
+    EXPECT_NE(err.str().find(std::string("? Info Box: ") + found + " -> "), std::string::npos)
+        << err.str();
+    EXPECT_NE(out.str().find("\ntime="), std::string::npos) << out.str();
+    EXPECT_FALSE(port.is_open());
+  }
+}
+
 #endif
 
 #ifdef OVN_KST_EXE
@@ -216,6 +241,18 @@ TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZ
             "firmware=KSTs150r40\n"
             "fs_lbfin=2001.0002\n"
             "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\n");
+}
+
+TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {
+  test::TempDir home;
+  ProgramRun run =
+      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--run", "Zero Adjustment..."},
+                  home.path(), 60);
+  EXPECT_EQ(run.code, kHeadlessUnavailable) << run.err;
+  EXPECT_NE(run.err.find("ovn-kst: Zero Adjustment...: not available on this instrument\n"),
+            std::string::npos)
+      << run.err;
+  EXPECT_EQ(run.out.find("time="), std::string::npos) << run.out;
 }
 
 TEST(OvnKstHeadless, AWordItDoesNotTakeEndsTheRunWithExitCode3AndTheReason) {

@@ -1,0 +1,252 @@
+// Procedures without a window: --run CAPTION served against the in-process simulated KST
+// under the virtual clock, its boxes answered from --answers, and the exit codes 3, 4 and 5.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+
+#include "foundation/debug_log.h"
+#include "foundation/settings.h"
+#include "instrument/ovn_mode.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "monitor/data_dir.h"
+#include "monitor/headless.h"
+#include "sim/sim_instrument.h"
+#include "sim/sim_port.h"
+#include "support/seams.h"
+#include "support/temp_dir.h"
+
+namespace ovn::test {
+namespace {
+
+class HeadlessRunTest : public SeamsTest {
+ protected:
+  HeadlessRunTest() : port(sim) {
+    rs232_reset_state();
+    selcom_reset_state();
+    tm_info_reset_state();
+    debug_log_reset();
+    dtdr_forget();
+    SimConfig config;
+    config.noise_uvpv = 0;
+    sim_init(sim, config);
+    set_command_line("-nocommportscan");
+    args.headless = true;
+  }
+  ~HeadlessRunTest() override {
+    set_command_line("");
+    dtdr_forget();
+    selcom_reset_state();
+    rs232_reset_state();
+    tm_info_reset_state();
+  }
+
+  // Runs `runs` with `answers` as the answers file.
+  int run(std::vector<std::string> runs, const std::string& answers) {
+    // Each run is a program of its own.
+    rs232_reset_state();
+    selcom_reset_state();
+    tm_info_reset_state();
+    dtdr_forget();
+    args.runs = std::move(runs);
+    args.answers = dir.write("answers.txt", answers);
+    return headless_run(port, args, out, err, &simulation);
+  }
+  bool sent(const std::string& request) const {
+    std::vector<std::string> r = port.requests();
+    return std::find(r.begin(), r.end(), request) != r.end();
+  }
+
+  SimInstrument sim;
+  SimPort port;
+  HeadlessSimulation simulation{[this](SimQuantity q, double v) { sim_hold(sim, q, v); },
+                                kSimTechnicianPhrase};
+  HeadlessArgs args;
+  TempDir dir;
+  std::ostringstream out, err;
+};
+
+const std::regex kReadoutLine(
+    "time=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\tt=\\d+\\.\\d{3}\tch1=-?[\\d.]+ lbf-in\t"
+    "ch2=-?[\\d.]+ RPM\tch3=-?[\\d.]+ Hp\ttemp=75\\.0 F\trate=[\\d.]+ samples/sec\n");
+
+TEST_F(HeadlessRunTest, TheTerminationEntryTakesItsSettingAndTheRunEndsWithAReadoutLine) {
+  ASSERT_EQ(sim_param(sim, "UCB"), "0");
+  EXPECT_EQ(run({"termination resistor..."}, "# on, then apply\nRS485 Termination Off=on\napply\n"),
+            kHeadlessOk)
+      << err.str();
+  EXPECT_EQ(sim_param(sim, "UCB"), "1");
+  EXPECT_TRUE(sent("UCB1"));
+  // The record, then one line of what the procedure left.
+  std::string o = out.str();
+  size_t record_end = o.find(".611\n") + 5;
+  EXPECT_TRUE(std::regex_match(o.substr(record_end), kReadoutLine)) << o;
+  EXPECT_NE(err.str().find("[Info Box]\nRS485 Termination Off\n"
+                           "--> RS485 Termination Off=on, Apply Changes\n"
+                           "? Info Box: RS485 Termination Off -> RS485 Termination Off=on, "
+                           "Apply Changes\n"),
+            std::string::npos)
+      << err.str();
+  EXPECT_NE(err.str().find("(--run)\n"), std::string::npos) << "no monitoring was asked";
+  std::vector<std::string> r = port.requests();
+  EXPECT_LT(std::find(r.begin(), r.end(), "UCB1"), std::find(r.begin(), r.end(), "@@"))
+      << "the flash commit follows, as closing the window";
+}
+
+TEST_F(HeadlessRunTest, ThePasswordEntriesLockAndChangeThePasswordInTurn) {
+  EXPECT_EQ(run({"Password Protect", "Password Change"},
+                "=kst\nOk\n"
+                "Current password=kst\nNew password=abcd\nRetype New password=abcd\nOk\n"),
+            kHeadlessOk)
+      << err.str();
+  EXPECT_EQ(sim.config.password, "abcd");
+  EXPECT_TRUE(sent("PSkst1")) << "locked first";
+  EXPECT_FALSE(sim.locked) << "the change unlocks it to change it";
+  EXPECT_EQ(err.str().find("=kst"), std::string::npos) << "passwords are never written";
+}
+
+TEST_F(HeadlessRunTest, SaveConfigurationWritesThePathTypedIntoItsFileDialogThenMonitors) {
+  std::string path = dir / "bench.611";
+  args.samples = 3;
+  EXPECT_EQ(run({"Save Configuration"}, "=" + path + "\nSave\n"), kHeadlessOk) << err.str();
+  std::string saved = TempDir::read(path).value_or("");
+  EXPECT_NE(saved.find("SIM0001"), std::string::npos) << saved;
+  EXPECT_NE(err.str().find("--> =" + path + ", Save\n"), std::string::npos) << err.str();
+  EXPECT_NE(err.str().find("ovn-kst: 3 samples in "), std::string::npos) << err.str();
+  EXPECT_NE(err.str().find("(--samples)\n"), std::string::npos) << err.str();
+}
+
+TEST_F(HeadlessRunTest, AnswersThatFailCancelTheProcedureServeNoMoreAndEndWith4) {
+  struct Row {
+    const char* answers;
+    const char* said;
+  };
+  const Row rows[] = {
+      {"", "ovn-kst: ran out of answers\n"},
+      {"# nothing that fits\nApply Anyway\n",
+       "ovn-kst: answer 'Apply Anyway' fits none of: Apply Changes|Cancel\n"},
+      {"RS485 Termination=on\nApply\n",
+       "ovn-kst: answer 'RS485 Termination=on' fits none of: RS485 Termination Off|RS485 "
+       "Termination On\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.answers);
+    err.str("");
+    out.str("");
+    port.clear_transcript();
+    EXPECT_EQ(run({"Termination Resistor", "Tare"}, row.answers), kHeadlessAnswers);
+    std::string e = err.str();
+    EXPECT_NE(e.find(row.said), std::string::npos) << e;
+    EXPECT_NE(e.find("? Info Box: RS485 Termination Off -> Cancel\n"), std::string::npos) << e;
+    EXPECT_EQ(sim_param(sim, "UCB"), "0");
+    EXPECT_FALSE(sent("TR*")) << "no later --run is served";
+    EXPECT_EQ(out.str().find("time="), std::string::npos) << "no readout after a failure";
+  }
+}
+
+TEST_F(HeadlessRunTest, TheConsoleSendsEachMessageOfTheLineAndLogsItsResultLines) {
+  EXPECT_EQ(run({"Send Message"}, "=VR|TA\nSend\nExit\n"), kHeadlessOk) << err.str();
+  const std::vector<std::string> r = port.requests(), pair{"VR", "TA"};
+  EXPECT_NE(std::search(r.begin(), r.end(), pair.begin(), pair.end()), r.end())
+      << "the two messages of the line, one after the other";
+  EXPECT_NE(err.str().find("[Send Message]\nInput Message = VR|TA\n"
+                           "\"VR\" -> \"VR\" LEN=10SENT\"VR\"   GOT\"KSTs150r40\"\n"),
+            std::string::npos)
+      << err.str();
+  EXPECT_NE(err.str().find("? Send Message: Input Message = VR|TA -> Exit\n"), std::string::npos);
+}
+
+TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServed) {
+  struct Row {
+    const char* caption;
+    bool locked;
+    int code;
+    const char* said;
+  };
+  const Row rows[] = {
+      {"Zero Adjustment", false, kHeadlessUnavailable,
+       "ovn-kst: Zero Adjustment: not available on this instrument\n"},
+      {"Noise Test:A/D", false, kHeadlessUnavailable,  // by the caption it was built with
+       "ovn-kst: Noise Test:A/D: not available on this instrument\n"},
+      {"Tech Adjustment Torque...", false, kHeadlessUnavailable,  // hidden: not a technician
+       "ovn-kst: Tech Adjustment Torque...: not available on this instrument\n"},
+      {"Termination Resistor", true, kHeadlessUnavailable,  // the instrument is locked
+       "ovn-kst: Termination Resistor: not available on this instrument\n"},
+      {"Calibrate", false, kHeadlessBadArgs,
+       "ovn-kst: --run \"Calibrate\": no menu entry or button has this caption\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.caption);
+    err.str("");
+    out.str("");
+    port.clear_transcript();
+    sim.locked = row.locked;
+    EXPECT_EQ(run({"Tare", row.caption}, "Apply\n"), row.code);
+    EXPECT_NE(err.str().find(row.said), std::string::npos) << err.str();
+    EXPECT_FALSE(sent("TR*")) << "the first --run is not served either";
+    EXPECT_EQ(out.str().find("time="), std::string::npos);
+  }
+}
+
+TEST_F(HeadlessRunTest, TheButtonsRunByTheirCaptionsAndSimLinesHoldTheLoad) {
+  args.simulate = true;
+  EXPECT_EQ(run({"+ Cal", "No cal", "Tare"}, "sim load=1000\nsim speed=0\n"), kHeadlessOk)
+      << err.str();
+  std::vector<std::string> r = port.requests();
+  auto at = [&r](const char* m) { return std::find(r.begin(), r.end(), m) - r.begin(); };
+  EXPECT_LT(at("ASB"), at("ASA"));
+  EXPECT_LT(at("ASA"), at("TR*"));
+  EXPECT_LT(at("TR*"), static_cast<long>(r.size()));
+  EXPECT_EQ(sim.physics.torque.shape, SimShape::Constant);
+  EXPECT_EQ(sim.physics.torque.a, 1000);
+  EXPECT_EQ(sim.physics.speed.a, 0);
+  EXPECT_NE(err.str().find("ovn-kst: sim load=1000\n"), std::string::npos);
+
+  args.simulate = false;
+  err.str("");
+  port.clear_transcript();
+  EXPECT_EQ(run({"Tare"}, "OK\nsim temp=80\n"), kHeadlessBadArgs);
+  EXPECT_EQ(err.str(),
+            "ovn-kst: --answers: line 2: \"sim temp=80\": sim lines hold what the simulated "
+            "instrument measures: give --simulate\n");
+  EXPECT_TRUE(port.requests().empty()) << "refused before the port is opened";
+}
+
+TEST_F(HeadlessRunTest, TechnicianModeTakesThePhraseFromTheAnswersOrTheSimulation) {
+  args.technician = true;
+  EXPECT_EQ(run({}, "=not the phrase\nOk\n"), kHeadlessOk) << err.str();
+  EXPECT_NE(err.str().find("ovn-kst: --technician: the phrase was not accepted\n"),
+            std::string::npos)
+      << err.str();
+  EXPECT_EQ(ovn_mode_current(), 0);
+
+  err.str("");
+  args.simulate = true;
+  EXPECT_EQ(run({}, ""), kHeadlessOk) << err.str();
+  EXPECT_NE(err.str().find("? Enter Password -> =***, Ok\n"), std::string::npos) << err.str();
+  EXPECT_EQ(kw_setting_get(kSharedApp, kOvnModeSection, kOvnModeKey, ""),
+            ovn_mode_transform(kSimTechnicianPhrase))
+      << "technician mode stays on for the next run, as from the window";
+}
+
+TEST(HeadlessArgs, TheProcedureWords) {
+  HeadlessArgs a = headless_parse_args({"--headless", "--run", "Zero Adjustment", "--answers", "-",
+                                        "--run", "+ Cal", "--technician"});
+  EXPECT_EQ(a.runs, (std::vector<std::string>{"Zero Adjustment", "+ Cal"}));
+  EXPECT_EQ(a.answers, "-");
+  EXPECT_TRUE(a.technician);
+  EXPECT_TRUE(a.drives());
+  EXPECT_FALSE(a.monitors()) << "procedures alone do not monitor";
+  EXPECT_EQ(a.error, "");
+  EXPECT_EQ(headless_parse_args({"--headless", "--run"}).error,
+            "--run takes the caption of a menu entry or button");
+  EXPECT_EQ(headless_parse_args({"--headless", "--answers", ""}).error,
+            "--answers takes a file of answers, or - for stdin");
+}
+
+}  // namespace
+}  // namespace ovn::test
