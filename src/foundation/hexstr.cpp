@@ -509,4 +509,10 @@ bool is_hex(const std::string& text) {
   return true;
 }
 
+bool hex_fits(const std::string& text, int digits) {
+  uint64_t value;
+  int significant;
+  return parse_hex(text, value, significant) && significant <= digits;
+}
+
 }  // namespace ovn

@@ -132,5 +132,9 @@ std::string hex_swap32(const std::string& text);
 std::string bits_to_text(int32_t value, int n);
 // True when the text is not empty and holds only 0-9, A-F, a-f.
 bool is_hex(const std::string& text);
+// True when `text` is hex (is_hex) whose value fits `digits` hex digits, leading zeros not
+// counted: ("00FF", 2) true, ("123456789", 8) false. A reply that passes converts without
+// the overflow that ends the process.
+bool hex_fits(const std::string& text, int digits);
 
 }  // namespace ovn

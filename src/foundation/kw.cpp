@@ -325,8 +325,10 @@ bool kw_is_numeric(const std::string& text) {
   size_t end = text.find_last_not_of(' ');
   if (end == std::string::npos) return false;
   int stop = 0;
-  kw_parse_double(text, stop);
-  return stop == static_cast<int>(end) + 2;
+  // "1e999" has the form of a number but no value a reading can have: it would show as
+  // "Inf" in the readouts and the data file.
+  double value = kw_parse_double(text, stop);
+  return stop == static_cast<int>(end) + 2 && std::isfinite(value);
 }
 
 // ---- Date and time ---------------------------------------------------------------------

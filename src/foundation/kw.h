@@ -184,7 +184,8 @@ double kw_parse_double(const std::string& text, int& stop);
 // kw_parse_i16 used the whole, non-empty text.
 bool kw_is_i16_text(const std::string& text, int16_t& value, int& stop);
 // True when the whole text is a number: optional blanks and sign, digits with an optional
-// "." and fraction, an optional exponent. The test every "is it numeric" question uses.
+// "." and fraction, an optional exponent, and a finite value ("1e999" is not numeric). The
+// test every "is it numeric" question uses.
 bool kw_is_numeric(const std::string& text);
 
 // ---- Date and time ---------------------------------------------------------------------

@@ -63,12 +63,13 @@ double wqpm_point_raw(int32_t point) {
   constexpr double kClockHz = 60000000.0;
   if (point != kPointZero && point != kPointPositive && point != kPointNegative) return 0;
   double fs = get_hex_f32("CCA");
-  double zero = safe_divide(get_si32("CIA"), get_si32("CIB"), 0) * kClockHz;
+  // Reads in a fixed order, one per statement (operands of one expression are unordered).
+  int32_t cia = get_si32("CIA");
+  double zero = safe_divide(cia, get_si32("CIB"), 0) * kClockHz;
   if (point == kPointZero) return zero;
   bool positive = point == kPointPositive;
-  double at_load =
-      safe_divide(get_si32(positive ? "CIC" : "CIE"), get_si32(positive ? "CID" : "CIF"), 0) *
-      kClockHz;
+  int32_t ticks = get_si32(positive ? "CIC" : "CIE");
+  double at_load = safe_divide(ticks, get_si32(positive ? "CID" : "CIF"), 0) * kClockHz;
   double stored_load = std::fabs(get_hex_f32(positive ? "CCC" : "CCD"));
   if (zero == 0 || at_load == 0 || stored_load == 0) return 0;
   return zero + (at_load - zero) * fs / stored_load;
@@ -101,7 +102,8 @@ double s350_plus_point_raw(int32_t point) {
   std::string cc = "CC" + ch_text();
   if (point == kPointZero) return get_f32(cc + "B");
   int x = 2 * (point - kPointZero);
-  return safe_divide(get_f32(cc + kw_letter_of(x)), get_f32(cc + kw_letter_of(x + 1)), 0);
+  float counts = get_f32(cc + kw_letter_of(x));
+  return safe_divide(counts, get_f32(cc + kw_letter_of(x + 1)), 0);
 }
 
 double ksvm_point_raw(int32_t point) {
@@ -239,9 +241,11 @@ double tm_info_point_raw(int32_t point) {
       double divisor = point == kPointZero ? 1 : std::fabs(get_f64("CE" + ch_text() + l));
       return safe_divide(get_f64("CF" + ch_text() + l), divisor, 0);
     }
-    case kTmRdx:
-      return safe_divide(get_f64("CEA"), std::fabs(get_f64("CE" + l)), 0) * get_f64("CF" + l) *
-             0.001;
+    case kTmRdx: {
+      double cea = get_f64("CEA");
+      double ratio = safe_divide(cea, std::fabs(get_f64("CE" + l)), 0);
+      return ratio * get_f64("CF" + l) * 0.001;
+    }
     case kTmKsvm:
       return ksvm_point_raw(point);
     case kTmHzym:
@@ -601,7 +605,8 @@ void tm_info_maxmin_read(double& max, double& min) {
 
 double tm_info_power_lbfin_per_hp(bool write) {
   if (family() != kTmKst || get_si16("SD") < 2 || get_si32("PS") == 0) return 0;
-  double r = get_f64("CE2A") * get_f64("CE1A");
+  double ce2a = get_f64("CE2A");
+  double r = ce2a * get_f64("CE1A");
   if (r == 0) return 0;
   double counts = get_si32("UCA") / 32768.0;
   double factor = counts * counts * get_f64("CE3A") * 63025.35746439056 / r;

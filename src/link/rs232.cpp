@@ -184,13 +184,16 @@ bool read_number(const std::string& name, const std::string& message, double tim
   return read_until(message, timeout, expecting, name, 2, 3, accept);
 }
 
-// The hex readers: hex of an accepted length, the dialog at every rejection, no reset.
+// The hex readers: hex of an accepted length, the dialog at every rejection, no reset. A
+// reply whose value is wider than the result (allow_long lets long texts through) is a
+// failed exchange like a garbled one, never an overflow that ends the process.
 template <typename Value, typename Convert>
 Value read_hex(const std::string& message, double timeout, const std::string& expecting,
                bool length_ok(size_t, bool), bool allow_long, Convert convert) {
   Value value = 0;
+  const int width = sizeof(Value) == 2 ? 4 : 8;
   read_until(message, timeout, expecting, "", 0, 1, [&](const std::string& r) {
-    if (!is_hex(r) || !length_ok(r.size(), allow_long)) return false;
+    if (!hex_fits(r, width) || !length_ok(r.size(), allow_long)) return false;
     value = static_cast<Value>(convert(r));
     return true;
   });

@@ -83,7 +83,8 @@ void lf_read_session(FrmKstMain& f) {
   s.channels = std::clamp<int>(get_si16("SD"), 1, 3);
   for (int ch = 1; ch <= 3; ++ch) {
     s.unit[ch - 1] = get_reply("UN" + lf_ch(ch));
-    s.full_scale[ch - 1] = get_f64("DS" + lf_ch(ch)) * get_f64("CE" + lf_ch(ch) + "A");
+    double ds = get_f64("DS" + lf_ch(ch));
+    s.full_scale[ch - 1] = ds * get_f64("CE" + lf_ch(ch) + "A");
   }
   s.uca = get_f64("UCA");
 }
@@ -312,8 +313,14 @@ void lf_cmd_save_data(FrmKstMain& f, int32_t) {
   const KstSession& s = f.session;
   std::string heading =
       dtdr_heading(s.channels, s.unit[0], s.unit[1], s.unit[2], s.temperature_unit);
-  std::string identity = dtdr_identity(get_reply("UIA"), get_reply("UIB"), get_reply("UID"),
-                                       get_reply("UIC"), rs232_port_name(rs232_port()));
+  // One read at a time, in the heading's order: reads given as arguments of one call would
+  // go out in whatever order the compiler evaluates them.
+  std::string model = get_reply("UIA");
+  std::string serial = get_reply("UIB");
+  std::string shaft = get_reply("UID");
+  std::string customer = get_reply("UIC");
+  std::string identity =
+      dtdr_identity(model, serial, shaft, customer, rs232_port_name(rs232_port()));
   dtdr_start_stop(heading, identity);
   f.btn_cmd[0].caption = dtdr_button_caption();
   f.btn_cmd[0].tool_tip = dtdr_button_tooltip();

@@ -242,8 +242,8 @@ TEST(KwParse, DoublesTakeFractionAndExponent) {
 TEST(KwParse, NumericTextIsAWholeNumberBetweenBlanks) {
   for (const char* yes : {"1", " -1.5 ", "+.5", "5.", "1e5", "1E-5", "-0", "007"})
     EXPECT_TRUE(kw_is_numeric(yes)) << yes;
-  for (const char* no :
-       {"", " ", ".", "1e", "1e+", "+", "-", "1.2.3", "1,5", "0x10", "1 2", "e5", "- 1"})
+  for (const char* no : {"", " ", ".", "1e", "1e+", "+", "-", "1.2.3", "1,5", "0x10", "1 2", "e5",
+                         "- 1", "1e999", "-1e999", " 1E+400 ", "inf", "nan"})
     EXPECT_FALSE(kw_is_numeric(no)) << no;
 }
 

@@ -205,6 +205,22 @@ TEST_F(Rs232Readers, HexReadersTakeLongerRepliesWhenAllowed) {
   EXPECT_TRUE(op.shown.empty());
 }
 
+TEST_F(Rs232Readers, AReplyWiderThanItsFieldIsAFailedExchangeNotTheEndOfTheProcess) {
+  struct Case {
+    std::function<double()> get;
+    const char* reply;
+  };
+  for (const Case& c : {Case{[] { return get_hex_si32("IO*", -149, true); }, "123456789"},
+                        Case{[] { return get_hex_si16("AC1", -149, true); }, "12345"},
+                        Case{[] { return get_hex_int("AC1"); }, "10000"}}) {
+    port.reply(std::string(c.reply) + "\r").reply("7\r");
+    op.expect_gib(std::string("   Got     :\"") + c.reply + "\"", 1);
+    EXPECT_EQ(c.get(), 7) << c.reply;
+  }
+  EXPECT_EQ(op.pending(), 0u);
+  EXPECT_TRUE(seams.fatal_texts.empty());
+}
+
 TEST_F(Rs232Readers, AHexSingleIsTheIeeePatternOfTheReply) {
   port.reply("C0490FDB\r").reply("00000001\r");
   EXPECT_EQ(std::bit_cast<uint32_t>(get_hex_f32("SC1")), 0xC0490FDBu);

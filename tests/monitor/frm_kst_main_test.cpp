@@ -682,8 +682,11 @@ TEST_F(FrmKstMainTest, SavingDataWritesTheHeaderAndTheRoundsRowsByteForByte) {
   sim.table["DE*"] = "12.5,3000,7.25";
   f.graph.next_text_ms = 1e12;  // no readouts: nothing is asked after a round's row
   std::string started = kw_timestamp(kw_now(), "T");
+  size_t before = port->requests().size();
   kst_serve_command(f, 400);
   ASSERT_TRUE(dtdr_saving());
+  // The identity goes out in the heading's order: model, serial, shaft, customer.
+  EXPECT_EQ(requests_since(before), (std::vector<std::string>{"UIA", "UIB", "UID", "UIC"}));
   const double t0 = now_ms();
   // A copy: the name is cleared when saving stops.
   std::string file = dtdr_file_name();  // NOLINT(performance-unnecessary-copy-initialization)
