@@ -39,7 +39,7 @@ void log_pair(const std::string& tag, const Pair& old_pair, const std::array<int
   const Pair now{static_cast<double>(p[0]), static_cast<double>(p[1])};
   debug_log("OLD" + tag + ":" + kw_format(old_pair.i, "0") + "/" + kw_format(old_pair.j, "0") +
             " NEW" + tag + ":" + std::to_string(p[0]) + "/" + std::to_string(p[1]) + " " +
-            kw_format((now.value() - old_pair.value()) * kClock, ""));
+            kw_format((now.value() - old_pair.value()) * kClock, "0.000"));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace ovn {
 // they were, and "TZA" written with the mean temperature. The report is "" or one of the
 // plain texts "Error reading 0!" (nothing further is written), "Error reading +load!",
 // "Error reading -load!", each ended by CR LF. `stats` gets the reading. The old and new
-// pairs go to the debug log ("OLDZ:i/j NEWZ:i/j <step in clock ticks>", "OLDP:", "OLDN:").
+// pairs go to the debug log ("OLDZ:i/j NEWZ:i/j <step, Hz 0.000>", "OLDP:", "OLDN:").
 std::string tc_zero_adjust(STTS& stats);
 
 }  // namespace ovn
