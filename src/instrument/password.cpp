@@ -110,7 +110,8 @@ bool password_protect_toggle() {
 bool password_change() {
   std::string old = password_ask(kPasswordChange, "");
   if (old.empty()) return false;
-  std::string fresh = password_new();
+  // A copy: the module's entry may be asked for again before it is used.
+  std::string fresh = password_new();  // NOLINT(performance-unnecessary-copy-initialization)
   if (get_si16("PS") == 1 && get_reply("PS0" + old) != "OK") {
     lf_tell("Unable to unlock torquemeter");
     return false;

@@ -366,9 +366,7 @@ int16_t tm_info_select(int32_t session) {
   TmInfoState& s = state();
   if (session >= 0 && session < kTmInfoSessions)
     s.current = static_cast<int16_t>(session);
-  else if (session < 0 && s.current < 0)
-    s.current = 0;
-  else if (session >= kTmInfoSessions)
+  else if ((session < 0 && s.current < 0) || session >= kTmInfoSessions)
     s.current = 0;
   if (s.channel != 1 && s.channel != 2) s.channel = 1;
   return s.current;

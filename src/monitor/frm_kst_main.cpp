@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "config/config_commands.h"
 #include "config/flash.h"
@@ -30,109 +31,6 @@ namespace {
 
 const char* const kCrLf = "\r\n";
 const char* const kProgram = "ovn-kst";
-
-// ---- menus -------------------------------------------------------------------------------
-
-KstMenuEntry lf_entry(const std::string& caption, const std::string& shortcut = "") {
-  KstMenuEntry e;
-  e.caption = caption;
-  e.shortcut = shortcut;
-  return e;
-}
-
-KstMenu lf_menu(const std::string& name, const std::string& caption, int32_t base,
-                std::vector<std::pair<std::string, std::string>> entries) {
-  KstMenu m{name, caption, base, {}};
-  for (auto& [text, key] : entries) m.entries.push_back(lf_entry(text, key));
-  return m;
-}
-
-void lf_build_menus(FrmKstMain& f) {
-  f.mn_file = lf_menu("mn_file", "File", 100,
-                      {{"Save Configuration...", ""},
-                       {"Load Configuration...", ""},
-                       {"-", ""},
-                       {"Change Commport", ""},
-                       {"Save Data Options...", ""},
-                       {"Change KSTs RS485 ID", ""},
-                       {"-", ""},
-                       {"Write non-volatile memory", ""},
-                       {"-", ""},
-                       {"Exit", ""}});
-  f.mn_setup = lf_menu("mn_setup", "Setup", 200,
-                       {{"Analog Output Setup...", "Ctrl+A"},
-                        {"Digital I/O Setup...", "Ctrl+D"},
-                        {"Speed and Power Setup...", "Ctrl+S"},
-                        {"Termination Resistor", ""},
-                        {"Technician's Setup...", "Ctrl+T"},
-                        {"-", ""},
-                        {"Password Protect...", ""},
-                        {"Password Change...", ""}});
-  f.mn_adjustment = lf_menu("mn_adjustment", "Adjustment", 300,
-                            {{"Zero Adjustment...", ""},
-                             {"Positive Adjustment...", ""},
-                             {"Negative Adjustment...", ""},
-                             {"Adjustment Point #3...", ""},
-                             {"Adjustment Point #4...", ""},
-                             {"-", ""},
-                             {"Get Shunt Values...", ""},
-                             {"Tech Adjustment Torque...", ""},
-                             {"Tech Adjustment Speed and Power...", ""},
-                             {"-", ""},
-                             {"Analog Output Adjustment...", ""},
-                             {"Analog Output Check...", ""}});
-  f.mn_filter = lf_menu("mn_filter", "Filter", 2000, {});
-  f.mn_units = lf_menu("mn_units", "Units", 5000, {});
-  f.mn_misc = lf_menu("mn_misc", "Misc", 500,
-                      {{"Send Message...", "F7"},
-                       {"Noise Test:A/D", "Ctrl+N"},
-                       {"Noise Test:A/D x10", "Ctrl+B"},
-                       {"Noise Test:lbf-in", "Ctrl+M"},
-                       {"Noise:Filtered lbf-in", "Ctrl+L"},
-                       {"Noise:Filtered lbfin x 10", "Ctrl+K"},
-                       {"Noise:Histogram", "Ctrl+H"},
-                       {"Noise:Histogramx", "Ctrl+G"},
-                       {"Reset Flash...", ""},
-                       {"Expanded display", "F2"}});
-  f.mn_temperature = lf_menu("mn_temperature", "", 700,
-                             {{"Zero Temperature Compensation...", ""},
-                              {"Span Temperature Compensation...", ""},
-                              {"Shunt Span Temperature Compensation...", ""},
-                              {"Creep Compensation...", ""}});
-  f.mn_pwr = lf_menu("mn_pwr", "", 43,
-                     {{"Power Frequency vs URV", ""},
-                      {"Power Duty vs URV", ""},
-                      {"Power Frequency vs Noise", ""},
-                      {"7 * 60-sec Filter vs Spread Test", ""},
-                      {"(7 * 60-sec Filter vs Spread Test) x 10", ""}});
-  f.mn_view = lf_menu("mn_view", "View", 600,
-                      {{"Info...", "F12"},
-                       {"Real Time Info", "Shift+Ctrl+F12"},
-                       {"More Info...", "Shift+F12"},
-                       {"Channel Info", "Ctrl+F12"},
-                       {"Check Configuration...", "F11"}});
-}
-
-// The commands this build serves; the others keep their entries, disabled.
-bool lf_command_available(int32_t c) {
-  static constexpr int32_t kServed[] = {37,  38,  48,   50,   60,   100,  101,       103, 104,
-                                        105, 107, 109,  203,  206,  207,  400,       401, 402,
-                                        508, 509, 1998, 3000, 3001, 3002, kCmdResize};
-  return std::find(std::begin(kServed), std::end(kServed), c) != std::end(kServed) ||
-         (c >= 2000 && c <= 2015) || (c >= 5000 && c <= 5099) ||
-         (c >= kGestureCommandBase && c <= 31000);
-}
-
-void lf_mark_unavailable(FrmKstMain& f) {
-  for (KstMenu* m : kst_menus(f)) {
-    for (size_t i = 0; i < m->entries.size(); ++i) {
-      KstMenuEntry& e = m->entries[i];
-      if (e.separator() || lf_command_available(m->base + static_cast<int32_t>(i))) continue;
-      e.enabled = false;
-      e.tool_tip = kNotAvailable;
-    }
-  }
-}
 
 // ---- small helpers -----------------------------------------------------------------------
 
@@ -216,7 +114,7 @@ void lf_apply_lock_state(FrmKstMain& f) {
     for (size_t i = from; i < m.entries.size() && i < to; ++i) {
       KstMenuEntry& e = m.entries[i];
       if (e.separator()) continue;
-      if (lf_command_available(m.base + static_cast<int32_t>(i))) e.enabled = !locked;
+      if (kst_command_served(m.base + static_cast<int32_t>(i))) e.enabled = !locked;
     }
   };
   const size_t all = 100;
@@ -356,9 +254,8 @@ void lf_technician_entry(FrmKstMain& f) {
   debug_log("User Entered " + text);
 }
 
-void lf_channel_gesture(FrmKstMain& f, int32_t code) {
-  Gesture g = graph_gesture_decode(code);
-  if (g.picture) {
+void lf_chart_gesture(FrmKstMain& f, const ChartGesture& g) {
+  if (g.on_chart()) {
     if (g.shift == 2) {
       if (auto c = graph_set_color(f.graph, 0)) f.pic_graph.back_color = *c;
     } else if (g.shift == 0 && g.button == 2) {
@@ -369,8 +266,7 @@ void lf_channel_gesture(FrmKstMain& f, int32_t code) {
     }
     return;
   }
-  int ch = g.channel + 1;
-  if (ch < 1 || ch > 3) return;
+  const int ch = g.channel;
   if (g.shift == 2) {
     if (auto c = graph_set_color(f.graph, ch)) f.lb_data[ch - 1].back_color = *c;
     return;
@@ -384,8 +280,8 @@ void lf_channel_gesture(FrmKstMain& f, int32_t code) {
     mx = lf_number(r[0]) * m.scale[ch - 1] + m.offset[ch - 1];
     mn = lf_number(r[1]) * m.scale[ch - 1] + m.offset[ch - 1];
   }
-  auto limits = limits_gesture(f.graph.txt_grlimits[ch - 1], f.graph.txt_grlimits[ch + 2], g.shift,
-                               g.button, mx, mn);
+  auto limits =
+      limits_gesture(f.graph.txt_grlimits[ch - 1], f.graph.txt_grlimits[ch + 2], g, mx, mn);
   if (!limits) return;
   f.graph.txt_grlimits[ch - 1] = limits->upper;
   txt_grlimits_change(f.graph, ch - 1);
@@ -393,7 +289,243 @@ void lf_channel_gesture(FrmKstMain& f, int32_t code) {
   txt_grlimits_change(f.graph, ch + 2);
 }
 
+// ---- the commands' procedures ------------------------------------------------------------
+
+void lf_cmd_next_display_mode(FrmKstMain& f, int32_t) {
+  f.display_mode = f.technician ? (f.display_mode + 1) % 5 : 0;
+  kw_setting_put("KST", "Settings", "Display Mode", std::to_string(f.display_mode));
+  lf_apply_channel_labels(f);
+}
+
+void lf_cmd_load_configuration(FrmKstMain& f, int32_t) {
+  int32_t channels = f.session.channels;
+  if (tm_file_command_load(channels) >= 0) refresh_channels(f, true);
+}
+
+void lf_cmd_save_data_options(FrmKstMain& f, int32_t) {
+  frm_data_dir_show();
+  f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
+}
+
+void lf_cmd_save_data(FrmKstMain& f, int32_t) {
+  const KstSession& s = f.session;
+  std::string heading =
+      dtdr_heading(s.channels, s.unit[0], s.unit[1], s.unit[2], s.temperature_unit);
+  std::string identity = dtdr_identity(get_reply("UIA"), get_reply("UIB"), get_reply("UID"),
+                                       get_reply("UIC"), rs232_port_name(rs232_port()));
+  dtdr_start_stop(heading, identity);
+  f.btn_cmd[0].caption = dtdr_button_caption();
+  f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
+}
+
+void lf_cmd_expanded_display(FrmKstMain& f, int32_t command) {
+  KstMenuEntry* e = kst_menu_entry(f, command);
+  e->checked = !e->checked;
+  refresh_channels(f, false);
+}
+
+void lf_cmd_pause(FrmKstMain& f, int32_t) {
+  f.graph.paused = !f.graph.paused;
+  f.btn_pause.caption = f.graph.paused ? "Resume Graphing" : "Pause Graphing";
+}
+
+// Every channel takes the same filter.
+void lf_cmd_filter(FrmKstMain& f, int32_t command) {
+  for (int ch = 1; ch <= f.session.channels; ++ch)
+    rs232_send_ok("FL" + lf_ch(ch) + std::to_string(command - kMnFilterBase));
+  lf_apply_filter_label(f);
+}
+
+void lf_cmd_cal(FrmKstMain&, int32_t command) {
+  static const char* const kSignal[] = {"ASB", "ASA", "ASC"};
+  rs232_send_ok(kSignal[command - kCmdCalPositive]);
+}
+
+// Served once; the end of the round spares this number, so it is cleared here.
+void lf_cmd_resize(FrmKstMain& f, int32_t) {
+  if (f.hooks.layout) f.hooks.layout();
+  f.command = 0;
+}
+
+// ---- menus and the command table ---------------------------------------------------------
+
+KstMenuEntry lf_entry(const std::string& caption, const std::string& shortcut = "") {
+  KstMenuEntry e;
+  e.caption = caption;
+  e.shortcut = shortcut;
+  return e;
+}
+
+KstMenu lf_menu(const std::string& name, const std::string& caption, int32_t base,
+                std::vector<std::pair<std::string, std::string>> entries) {
+  KstMenu m{name, caption, base, {}};
+  for (auto& [text, key] : entries) m.entries.push_back(lf_entry(text, key));
+  return m;
+}
+void lf_build_menus(FrmKstMain& f) {
+  f.mn_file = lf_menu("mn_file", "File", kMnFileBase,
+                      {{"Save Configuration...", ""},
+                       {"Load Configuration...", ""},
+                       {"-", ""},
+                       {"Change Commport", ""},
+                       {"Save Data Options...", ""},
+                       {"Change KSTs RS485 ID", ""},
+                       {"-", ""},
+                       {"Write non-volatile memory", ""},
+                       {"-", ""},
+                       {"Exit", ""}});
+  f.mn_setup = lf_menu("mn_setup", "Setup", kMnSetupBase,
+                       {{"Analog Output Setup...", "Ctrl+A"},
+                        {"Digital I/O Setup...", "Ctrl+D"},
+                        {"Speed and Power Setup...", "Ctrl+S"},
+                        {"Termination Resistor", ""},
+                        {"Technician's Setup...", "Ctrl+T"},
+                        {"-", ""},
+                        {"Password Protect...", ""},
+                        {"Password Change...", ""}});
+  f.mn_adjustment = lf_menu("mn_adjustment", "Adjustment", kMnAdjustmentBase,
+                            {{"Zero Adjustment...", ""},
+                             {"Positive Adjustment...", ""},
+                             {"Negative Adjustment...", ""},
+                             {"Adjustment Point #3...", ""},
+                             {"Adjustment Point #4...", ""},
+                             {"-", ""},
+                             {"Get Shunt Values...", ""},
+                             {"Tech Adjustment Torque...", ""},
+                             {"Tech Adjustment Speed and Power...", ""},
+                             {"-", ""},
+                             {"Analog Output Adjustment...", ""},
+                             {"Analog Output Check...", ""}});
+  f.mn_filter = lf_menu("mn_filter", "Filter", kMnFilterBase, {});
+  f.mn_units = lf_menu("mn_units", "Units", kMnUnitsBase, {});
+  f.mn_misc = lf_menu("mn_misc", "Misc", kMnMiscBase,
+                      {{"Send Message...", "F7"},
+                       {"Noise Test:A/D", "Ctrl+N"},
+                       {"Noise Test:A/D x10", "Ctrl+B"},
+                       {"Noise Test:lbf-in", "Ctrl+M"},
+                       {"Noise:Filtered lbf-in", "Ctrl+L"},
+                       {"Noise:Filtered lbfin x 10", "Ctrl+K"},
+                       {"Noise:Histogram", "Ctrl+H"},
+                       {"Noise:Histogramx", "Ctrl+G"},
+                       {"Reset Flash...", ""},
+                       {"Expanded display", "F2"}});
+  f.mn_temperature = lf_menu("mn_temperature", "", kMnTemperatureBase,
+                             {{"Zero Temperature Compensation...", ""},
+                              {"Span Temperature Compensation...", ""},
+                              {"Shunt Span Temperature Compensation...", ""},
+                              {"Creep Compensation...", ""}});
+  f.mn_pwr = lf_menu("mn_pwr", "", kMnPwrBase,
+                     {{"Power Frequency vs URV", ""},
+                      {"Power Duty vs URV", ""},
+                      {"Power Frequency vs Noise", ""},
+                      {"7 * 60-sec Filter vs Spread Test", ""},
+                      {"(7 * 60-sec Filter vs Spread Test) x 10", ""}});
+  f.mn_view = lf_menu("mn_view", "View", kMnViewBase,
+                      {{"Info...", "F12"},
+                       {"Real Time Info", "Shift+Ctrl+F12"},
+                       {"More Info...", "Shift+F12"},
+                       {"Channel Info", "Ctrl+F12"},
+                       {"Check Configuration...", "F11"}});
+}
+
+// An entry whose command this build does not serve stays, greyed, and says so.
+void lf_mark_unavailable(FrmKstMain& f) {
+  for (KstMenu* m : kst_menus(f)) {
+    for (size_t i = 0; i < m->entries.size(); ++i) {
+      KstMenuEntry& e = m->entries[i];
+      if (e.separator() || kst_command_served(m->base + static_cast<int32_t>(i))) continue;
+      e.enabled = false;
+      e.tool_tip = kNotAvailable;
+    }
+  }
+}
+
 }  // namespace
+
+// The commands in serving order: the first row whose range holds the number serves it.
+// A row without a procedure (nullptr) is a command this build does not serve yet: it is
+// logged "OOPS:" when it comes, and its menu entry is greyed "Not available in this
+// build". A procedure that arrives goes into its own row here and nowhere else; that one
+// row serves the command and makes its menu entry or button available.
+const std::vector<KstCommandRow>& kst_command_table() {
+  using F = FrmKstMain;
+  static const std::vector<KstCommandRow> table = {
+      {kCmdPwaPlus1, kCmdPwaMinus100},  // power drive period steps
+      {kCmdResetMaxMin, kCmdResetMaxMin, [](F&, int32_t) { lf_reset_maxmin(); }},
+      {kCmdResetMaxMinAndClear, kCmdResetMaxMinAndClear,
+       [](F& f, int32_t) {
+         lf_reset_maxmin();
+         graph_clear(f.graph);
+       }},
+      {kCmdSweepFrequencyUrv, kCmdSweepDutyUrv},
+      {kCmdPowerFrequencyNoise, kCmdPowerFrequencyNoise},
+      {kCmdFilterSpread, kCmdFilterSpread},
+      {kCmdFilterSpreadX10, kCmdFilterSpreadX10},
+      {kCmdClearChart, kCmdClearChart, [](F& f, int32_t) { graph_clear(f.graph); }},
+      {kCmdNextDisplayMode, kCmdNextDisplayMode, lf_cmd_next_display_mode},
+      {kCmdTechnicianEntry, kCmdTechnicianEntry, [](F& f, int32_t) { lf_technician_entry(f); }},
+      {kCmdSaveConfiguration, kCmdSaveConfiguration, [](F&, int32_t) { tm_file_command_save(); }},
+      {kCmdLoadConfiguration, kCmdLoadConfiguration, lf_cmd_load_configuration},
+      {kCmdChangePort, kCmdChangePort, nullptr, true},
+      {kCmdSaveDataOptions, kCmdSaveDataOptions, lf_cmd_save_data_options},
+      {kCmdChangeId, kCmdChangeId,
+       [](F& f, int32_t) { tm_info_change_id(kKstFamily, [&f] { refresh_channels(f, true); }); }},
+      {kCmdWriteFlash, kCmdWriteFlash, [](F&, int32_t) { tm_info_flash_write(kTmInfoCurrent); }},
+      {kCmdExit, kCmdExit, [](F& f, int32_t) { f.exit_requested = true; }},
+      {kCmdPower135, kCmdPower135},
+      {kCmdAnalogOutputSetup, kCmdAnalogOutputSetup},
+      {kCmdDigitalIoSetup, kCmdDigitalIoSetup},
+      {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup},
+      {kCmdTermination, kCmdTermination, [](F& f, int32_t) { lf_flag_dialog(f); }},
+      {kCmdTechnicianSetup, kCmdTechnicianSetup},
+      {kCmdPasswordProtect, kCmdPasswordProtect,
+       [](F& f, int32_t) {
+         password_protect_toggle();
+         lf_apply_lock_state(f);
+       }},
+      {kCmdPasswordChange, kCmdPasswordChange,
+       [](F& f, int32_t) {
+         password_change();
+         lf_apply_lock_state(f);
+       }},
+      {kCmdAdjustZero, kCmdAdjustPoint4},  // adjustment of point (command - kCmdAdjustZero)
+      {kCmdShuntValues, kCmdShuntValues},
+      {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
+      {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
+      {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck},
+      {kCmdSaveData, kCmdSaveData, lf_cmd_save_data},
+      {kCmdTare, kCmdTare, [](F&, int32_t) { get_reply("TR*"); }},
+      {kCmdClearTare, kCmdClearTare, [](F&, int32_t) { rs232_send_ok("TR*0"); }},
+      {kCmdSendMessage, kCmdSendMessage},
+      {kCmdNoiseAd, kCmdNoiseAdRepeated},
+      {kCmdNoiseLbfIn, kCmdNoiseLbfIn},
+      {kCmdNoiseFiltered, kCmdNoiseFilteredRepeated},
+      {kCmdHistogram, kCmdHistogramX},
+      {kCmdResetFlash, kCmdResetFlash,
+       [](F& f, int32_t) {
+         flash_command_reset();
+         refresh_channels(f, true);
+       }},
+      {kCmdExpandedDisplay, kCmdExpandedDisplay, lf_cmd_expanded_display},
+      {kCmdInfo, kCmdChannelInfo},  // report writers, item codes 1, 7, 3, 4
+      {kCmdCheckConfiguration, kCmdCheckConfiguration},
+      {kCmdZeroTempComp, kCmdShuntSpanTempComp},
+      {kCmdCreepComp, kCmdCreepComp},
+      {kCmdPause, kCmdPause, lf_cmd_pause},
+      {kMnFilterBase, kCmdFilterLast, lf_cmd_filter},
+      {kCmdCalPositive, kCmdCalNegative, lf_cmd_cal},
+      {kCmdShuntTestCtrl, kCmdShuntTestShiftCtrlAlt},
+      {kMnUnitsBase, kCmdUnitsLast,
+       [](F& f, int32_t command) { lf_units_command(f, command - kMnUnitsBase); }},
+      {kCmdUrvUp, kCmdUrvDown},
+      {kCmdResize, kCmdResize, lf_cmd_resize},
+      {kCmdGestureFirst, kCmdGestureLast,
+       [](F& f, int32_t command) {
+         if (auto g = gesture_from_command(command)) lf_chart_gesture(f, *g);
+       }},
+  };
+  return table;
+}
 
 // ---- start-up and shutdown ---------------------------------------------------------------
 
@@ -406,17 +538,27 @@ int splash_display_ms(int display_ms) {
   return static_cast<int>(std::min(v, 10000.0));
 }
 
-std::vector<KstMenu*> kst_menus(FrmKstMain& f) {
+std::vector<const KstMenu*> kst_menus(const FrmKstMain& f) {
   return {&f.mn_file, &f.mn_setup,       &f.mn_adjustment, &f.mn_filter, &f.mn_units,
           &f.mn_misc, &f.mn_temperature, &f.mn_pwr,        &f.mn_view};
 }
 
-KstMenuEntry* kst_menu_entry(FrmKstMain& f, int32_t command) {
-  for (KstMenu* m : kst_menus(f)) {
+std::vector<KstMenu*> kst_menus(FrmKstMain& f) {
+  std::vector<KstMenu*> menus;
+  for (const KstMenu* m : kst_menus(std::as_const(f))) menus.push_back(const_cast<KstMenu*>(m));
+  return menus;
+}
+
+const KstMenuEntry* kst_menu_entry(const FrmKstMain& f, int32_t command) {
+  for (const KstMenu* m : kst_menus(f)) {
     int32_t i = command - m->base;
     if (i >= 0 && i < static_cast<int32_t>(m->entries.size())) return &m->entries[i];
   }
   return nullptr;
+}
+
+KstMenuEntry* kst_menu_entry(FrmKstMain& f, int32_t command) {
+  return const_cast<KstMenuEntry*>(kst_menu_entry(std::as_const(f), command));
 }
 
 void kst_load(FrmKstMain& f) {
@@ -475,7 +617,7 @@ void kst_load(FrmKstMain& f) {
   f.btn_clrscrn.caption = "Clear Screen";
   f.btn_pwr135.caption = "135kHz";
   // The power frequency dialog behind it is not in this build.
-  f.btn_pwr135.enabled = lf_command_available(198);
+  f.btn_pwr135.enabled = kst_command_served(kCmdPower135);
   if (!f.btn_pwr135.enabled) f.btn_pwr135.tool_tip = kNotAvailable;
   for (int i = 0; i < 8; ++i) f.sh_io_saved_color[i] = f.sh_io[i].back_color = f.window_color;
 
@@ -596,7 +738,8 @@ void refresh_channels(FrmKstMain& f, bool reload) {
     e.visible = hz >= 0;
     if (hz >= 0) e.caption = hz == 0 ? "No Filter" : kw_format(hz, "0.###") + " Hz";
   }
-  bool expanded = f.mn_misc.entries.size() > 9 && f.mn_misc.entries[9].checked;
+  const KstMenuEntry* expanded_entry = kst_menu_entry(std::as_const(f), kCmdExpandedDisplay);
+  bool expanded = expanded_entry != nullptr && expanded_entry->checked;
   const KstSession& s = f.session;
   for (int i = 0; i < 3; ++i) {
     KstDisplayMode& e = f.modes[0];
@@ -853,84 +996,14 @@ bool main_run(FrmKstMain& f, bool /*restart*/) {
 
 // ---- commands ----------------------------------------------------------------------------
 
-bool kst_serve_command(FrmKstMain& f, int32_t c) {
-  if (c == 37) {
-    lf_reset_maxmin();
-  } else if (c == 38) {
-    lf_reset_maxmin();
-    graph_clear(f.graph);
-  } else if (c == 48) {
-    graph_clear(f.graph);
-  } else if (c == 50) {
-    f.display_mode = f.technician ? (f.display_mode + 1) % 5 : 0;
-    kw_setting_put("KST", "Settings", "Display Mode", std::to_string(f.display_mode));
-    lf_apply_channel_labels(f);
-  } else if (c == 60) {
-    lf_technician_entry(f);
-  } else if (c == kCmdChangePort) {
-    return false;
-  } else if (c == 100) {
-    tm_file_command_save();
-  } else if (c == 101) {
-    int32_t channels = f.session.channels;
-    if (tm_file_command_load(channels) >= 0) refresh_channels(f, true);
-  } else if (c == 104) {
-    frm_data_dir_show();
-    f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
-  } else if (c == 105) {
-    tm_info_change_id(kKstFamily, [&f] { refresh_channels(f, true); });
-  } else if (c == 107) {
-    tm_info_flash_write(kTmInfoCurrent);
-  } else if (c == 508) {
-    flash_command_reset();
-    refresh_channels(f, true);
-  } else if (c == 109) {
-    f.exit_requested = true;
-  } else if (c == 203) {
-    lf_flag_dialog(f);
-  } else if (c == 206) {
-    password_protect_toggle();
-    lf_apply_lock_state(f);
-  } else if (c == 207) {
-    password_change();
-    lf_apply_lock_state(f);
-  } else if (c == 400) {
-    const KstSession& s = f.session;
-    std::string heading =
-        dtdr_heading(s.channels, s.unit[0], s.unit[1], s.unit[2], s.temperature_unit);
-    std::string identity = dtdr_identity(get_reply("UIA"), get_reply("UIB"), get_reply("UID"),
-                                         get_reply("UIC"), rs232_port_name(rs232_port()));
-    dtdr_start_stop(heading, identity);
-    f.btn_cmd[0].caption = dtdr_button_caption();
-    f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
-  } else if (c == 401) {
-    get_reply("TR*");
-  } else if (c == 402) {
-    rs232_send_ok("TR*0");
-  } else if (c == 509) {
-    KstMenuEntry& e = f.mn_misc.entries[9];
-    e.checked = !e.checked;
-    refresh_channels(f, false);
-  } else if (c == 1998) {
-    f.graph.paused = !f.graph.paused;
-    f.btn_pause.caption = f.graph.paused ? "Resume Graphing" : "Pause Graphing";
-  } else if (c >= 2000 && c <= 2015) {
-    for (int ch = 1; ch <= f.session.channels; ++ch)
-      rs232_send_ok("FL" + lf_ch(ch) + std::to_string(c - 2000));
-    lf_apply_filter_label(f);
-  } else if (c >= 3000 && c <= 3002) {
-    const char* msg[] = {"ASB", "ASA", "ASC"};
-    rs232_send_ok(msg[c - 3000]);
-  } else if (c >= 5000 && c <= 5099) {
-    lf_units_command(f, c - 5000);
-  } else if (c == kCmdResize) {
-    if (f.hooks.layout) f.hooks.layout();
-    f.command = 0;
-  } else if (c >= kGestureCommandBase && c <= 31000) {
-    lf_channel_gesture(f, c - kGestureCommandBase);
-  } else {
-    debug_log("OOPS:" + std::to_string(c));
+bool kst_serve_command(FrmKstMain& f, int32_t command) {
+  const KstCommandRow* row = kst_command_find(kst_command_table(), command);
+  if (row == nullptr || !row->served()) {
+    debug_log("OOPS:" + std::to_string(command));
+    return true;
   }
+  if (row->reopens) return false;
+  row->serve(f, command);
   return true;
 }
 
@@ -948,19 +1021,22 @@ void kst_on_button(FrmKstMain& f, const std::string& name, int index, int button
   // technician mode, where it picks a shunt test by the modifiers.
   if (button != 1) {
     if (name == "btn_cal" && index == 1 && button == 2 && f.technician)
-      f.command = shift == 2 ? 3003 : shift == 6 ? 3004 : shift == 7 ? 3005 : 3001;
+      f.command = shift == 2   ? kCmdShuntTestCtrl
+                  : shift == 6 ? kCmdShuntTestCtrlAlt
+                  : shift == 7 ? kCmdShuntTestShiftCtrlAlt
+                               : kCmdCalNone;
     return;
   }
   if (name == "btn_cmd") {
-    f.command = 400 + index;
+    f.command = kBtnCmdBase + index;
   } else if (name == "btn_cal") {
-    f.command = 3000 + index;
+    f.command = kBtnCalBase + index;
   } else if (name == "btn_clrscrn") {
-    f.command = 48;
+    f.command = kCmdClearChart;
   } else if (name == "btn_pause") {
-    f.command = 1998;
+    f.command = kCmdPause;
   } else if (name == "btn_pwr135") {
-    if (f.btn_pwr135.enabled) f.command = 198;
+    if (f.btn_pwr135.enabled) f.command = kCmdPower135;
   }
 }
 
@@ -993,9 +1069,9 @@ void kst_on_mouse_down(FrmKstMain& f, const std::string& name, int index, int bu
     if (!f.technician) return;
     int mods = (shift & 1) + ((shift >> 1) & 1) + ((shift >> 2) & 1);
     int step = mods == 0 ? 0 : mods == 1 ? 2 : 4;
-    f.command = (button == 1 ? 31 : 30) + step;
+    f.command = (button == 1 ? kCmdPwaMinus1 : kCmdPwaPlus1) + step;
   } else if (name == "lb_tech_rtr") {
-    if (f.technician) f.command = button == 1 ? 6001 : 6000;
+    if (f.technician) f.command = button == 1 ? kCmdUrvDown : kCmdUrvUp;
   }
 }
 

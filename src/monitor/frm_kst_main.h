@@ -20,14 +20,13 @@
 #include <string>
 #include <vector>
 
+#include "monitor/kst_commands.h"
 #include "monitor/strip_chart.h"
 
 namespace ovn {
 
 inline constexpr int32_t kKstFamily = 1104;
 inline constexpr int32_t kNoFamily = 1100;
-inline constexpr int32_t kCmdResize = 19000;
-inline constexpr int32_t kCmdChangePort = 103;
 inline constexpr int32_t kRgbGreen = 0x00FF00;
 inline constexpr int32_t kRgbYellow = 0x00FFFF;  // RGB 255,255,0 as a colour word
 inline constexpr int32_t kRgbRed = 0x0000FF;     // RGB 255,0,0 as a colour word
@@ -211,14 +210,16 @@ double kst_line_limit_per_s(int32_t baud, int32_t request_bytes, int32_t reply_b
 
 // ---- Commands ---------------------------------------------------------------------------
 
-// Serves `command` (the fixed order of the table). Returns false for 103 (leave and open
-// again). Values with no procedure in this build log "OOPS:" and the number, as unknown
-// values do.
+// Serves `command` through the command table (kst_commands.h): the first row holding it.
+// Returns false for kCmdChangePort (leave and open again). Values with no procedure in
+// this build log "OOPS:" and the number, as unknown values do.
 bool kst_serve_command(FrmKstMain& f, int32_t command);
 // The menu entry that stores `command`, or nullptr.
 KstMenuEntry* kst_menu_entry(FrmKstMain& f, int32_t command);
+const KstMenuEntry* kst_menu_entry(const FrmKstMain& f, int32_t command);
 // All menus in the order of the menu bar (mn_temperature and mn_pwr sit inside Misc).
 std::vector<KstMenu*> kst_menus(FrmKstMain& f);
+std::vector<const KstMenu*> kst_menus(const FrmKstMain& f);
 
 // ---- Event handlers: they only store a command or set display variables ----------------
 

@@ -7,6 +7,7 @@ namespace ovn {
 namespace {
 
 constexpr double kMinGestureSpan = 0.0001;
+constexpr int kChartPlace = 3;         // the chart comes after the three channels in a command
 constexpr int32_t kYellow = 0x00FFFF;  // colour words: red in the low byte
 constexpr int32_t kRed = 0x0000FF;
 constexpr int32_t kPeriodNormal = 200;
@@ -29,35 +30,45 @@ LimitTexts texts(double upper, double lower) {
 
 }  // namespace
 
-int32_t gesture_code(int index, int button, int shift) {
-  return (index + 1) * 32 + button * 8 + shift;
+int32_t gesture_to_command(const ChartGesture& g) {
+  const int place = g.on_chart() ? kChartPlace : g.channel - 1;
+  return kCmdGestureFirst + (place + 1) * 32 + g.button * 8 + g.shift;
+}
+
+std::optional<ChartGesture> gesture_from_command(int32_t command) {
+  if (command < kCmdGestureFirst || command > kCmdGestureLast) return std::nullopt;
+  const int32_t code = command - kCmdGestureFirst;
+  const int button = (code / 8) % 4, shift = code % 8;
+  if (code >= (kChartPlace + 1) * 32) return ChartGesture{0, button, shift};
+  if (code < 32) return std::nullopt;
+  return ChartGesture{code / 32, button, shift};
 }
 
 int32_t gesture_command(GestureSource source, int index, int button, int shift, bool technician) {
   switch (source) {
     case GestureSource::Data:
       if (shift == 0 && !technician) return 0;
-      if (button == 2 && shift == 7) return 60;
-      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+      if (button == 2 && shift == 7) return kCmdTechnicianEntry;
+      return gesture_to_command({index % 3 + 1, button, shift});
     case GestureSource::Limits:
-      return kGestureCommandBase + gesture_code(index % 3, button, shift);
+      return gesture_to_command({index % 3 + 1, button, shift});
     case GestureSource::Chart:
-      return kGestureCommandBase + gesture_code(3, button, shift);
+      return gesture_to_command({0, button, shift});
     case GestureSource::MaxMin:
-      return shift != 0 ? 0 : button == 1 ? 37 : button == 2 ? 38 : 0;
+      return shift != 0    ? 0
+             : button == 1 ? kCmdResetMaxMin
+             : button == 2 ? kCmdResetMaxMinAndClear
+                           : 0;
     case GestureSource::Units:
-      return 50;
+      return kCmdNextDisplayMode;
   }
   return 0;
 }
 
-Gesture graph_gesture_decode(int32_t code) {
-  return {(code / 32) % 4 - 1, code / 128, (code / 8) % 4, code % 8};
-}
-
 std::optional<LimitTexts> limits_gesture(const std::string& upper_text,
-                                         const std::string& lower_text, int shift, int button,
+                                         const std::string& lower_text, const ChartGesture& g,
                                          double max, double min) {
+  const int shift = g.shift, button = g.button;
   if (shift == 4 || shift == 5) {
     double upper = max, lower = min;
     if (upper - lower < kMinGestureSpan) {

@@ -11,16 +11,27 @@
 #include <optional>
 #include <string>
 
+#include "monitor/kst_commands.h"
+
 namespace ovn {
 
-inline constexpr int32_t kGestureCommandBase = 30000;
-// Gesture codes from this one up come from the chart itself (`pic_graph`).
-inline constexpr int32_t kChartGestureCode = 128;
-
-// (index + 1) * 32 + button * 8 + shift, where index is the control index modulo 3 for
-// the channel labels and limit boxes; index 3 gives the chart's codes (128 upward).
-// The command is kGestureCommandBase plus the code.
-int32_t gesture_code(int index, int button, int shift);
+// A press on a channel's value label or limit boxes, or on the chart itself, as the loop
+// serves it. It travels to the loop in `command` (the only thing a handler may set), as
+// kCmdGestureFirst + (place + 1) * 32 + button * 8 + shift, where place is the channel
+// index 0..2, or 3 for the chart; nothing else packs or unpacks that number.
+struct ChartGesture {
+  int channel = 0;  // 1..3; 0 for the chart itself
+  int button = 1;   // 1 left, 2 right
+  int shift = 0;    // 1 Shift, 2 Ctrl, 4 Alt, added
+  bool on_chart() const { return channel == 0; }
+  bool operator==(const ChartGesture&) const = default;
+};
+// The command that carries `g` to the loop.
+int32_t gesture_to_command(const ChartGesture& g);
+// The gesture a command carries; nothing for a number outside kCmdGestureFirst..
+// kCmdGestureLast or one that names no channel. Every number from the chart's first up
+// is the chart, as the original decoding had it.
+std::optional<ChartGesture> gesture_from_command(int32_t command);
 
 // The controls whose presses become commands.
 enum class GestureSource { Data, Limits, Chart, MaxMin, Units };
@@ -31,15 +42,6 @@ enum class GestureSource { Data, Limits, Chart, MaxMin, Units };
 // The unit labels give 50.
 int32_t gesture_command(GestureSource source, int index, int button, int shift, bool technician);
 
-struct Gesture {
-  int channel;  // 0..2 for channels 1..3; -1 for the chart
-  int picture;  // 1 for the chart, else 0
-  int button;
-  int shift;
-};
-// `graph_gesture`'s decoding of a code (the command minus kGestureCommandBase).
-Gesture graph_gesture_decode(int32_t code);
-
 struct LimitTexts {
   std::string upper;
   std::string lower;
@@ -49,7 +51,7 @@ struct LimitTexts {
 // the channel's max and min in the mode's units, used by shift states 4 and 5 only.
 // Nothing when the gesture does not change limits or the boxes do not hold numbers.
 std::optional<LimitTexts> limits_gesture(const std::string& upper, const std::string& lower,
-                                         int shift, int button, double max, double min);
+                                         const ChartGesture& g, double max, double min);
 
 // The text of `lb_xy` for a click at height y (0 bottom .. 1 top): "  TORQUE=", "  SPEED=",
 // "  POWER=" with the value under the limits of each of the first `channel_count`

@@ -51,7 +51,10 @@ FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
       {cb_event_save, &FrmDataDir::cb_event_save},
       {cb_logic_io, &FrmDataDir::cb_logic_io},
       {cb_specify, &FrmDataDir::cb_specify}};
-  for (auto [box, member] : checks) {
+  for (const auto& check : checks) {
+    // Plain variables: a lambda cannot capture a structured binding on every compiler.
+    QCheckBox* box = check.first;
+    FormCheck FrmDataDir::*member = check.second;
     connect(box, &QCheckBox::toggled, this, [this, member](bool on) {
       if (rendering_) return;
       act([this, member, on] {

@@ -157,6 +157,7 @@ TEST(CatalogueData, KstCommentsAsTheTechnicianReadsThem) {
         "|ILF I/O 3 Lo Limit (FS)|", "|CE1E Adjustment Point 4 Load (FS)|",
         "|TCF Shunt Span Compensation (gain/degF)|######################### Speed|UN2 ",
         "|CF3B LEAVE AT 400000000|######################### Analog Outputs|AOA ",
+        // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): adjacent items, one text
         "|AOU Analog 3 -10 V (DACCNT)|######################### I/O|"
         "### 1=+CAL 2=-CAL 3=TARE 4=CLEAR_TARE 5=RESET|"
         "### 16=TORQUE_IN_LIMIT 17=SPEED_IN_LIMIT 18=TEMP_OK 19=POWER_IN_LIMIT|IOA",
@@ -170,6 +171,7 @@ TEST(CatalogueData, KslwSetsWithEqualsAndHasNoIoGroup) {
        {"UCA= Pole0 Full Scale|", "|UIB Serial Number|", "|DS3 Display Scaling|",
         "|CE3A Full Scale (Hp)|", "|UN2= Speed Unit Name|", "|AOM= Analog 1 +10 V (DACCNT)|",
         "|TCB= Temp Compensation (A2DCNT/degF)|",
+        // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): adjacent items, one text
         "|CCC= Creep Compensation Filter Shift|"
         "PWA= Power Coeffient|TM[A-B]= Stator Temp Span Compensation"})
     EXPECT_NE(kslw.find(item), std::string::npos) << item;

@@ -141,18 +141,24 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.mn_misc.entries[5].caption, "Noise Filtered lbf-in  101 second x 7");
   EXPECT_EQ(f.mn_misc.entries[3].caption, "Noise Test:lbf-in");
   EXPECT_EQ(f.mn_misc.entries[9].shortcut, "F2");
-  for (int32_t served : {100, 101, 105, 107, 203, 508, 509})
-    EXPECT_TRUE(kst_menu_entry(f, served)->enabled) << served;
+  // Every entry has its row in the command table, and it is greyed exactly when the row
+  // has no procedure in this build.
+  for (const KstMenu* m : kst_menus(f)) {
+    for (size_t i = 0; i < m->entries.size(); ++i) {
+      const KstMenuEntry& e = m->entries[i];
+      const int32_t c = m->base + static_cast<int32_t>(i);
+      if (e.separator()) continue;
+      EXPECT_NE(kst_command_find(kst_command_table(), c), nullptr) << c;
+      EXPECT_EQ(e.enabled, kst_command_served(c)) << c;
+      EXPECT_EQ(e.tool_tip == kNotAvailable, !kst_command_served(c)) << c;
+    }
+  }
   // Units: four groups, a separator between each two.
   int separators = 0;
   for (const auto& e : f.mn_units.entries) separators += e.separator();
   EXPECT_EQ(separators, 3);
   EXPECT_EQ(f.mn_units.entries.front().caption.empty(), false);
-  // Entries whose procedures are not in this build say so and cannot be clicked.
-  KstMenuEntry* adjust = kst_menu_entry(f, 300);
-  ASSERT_NE(adjust, nullptr);
-  EXPECT_FALSE(adjust->enabled);
-  EXPECT_EQ(adjust->tool_tip, kNotAvailable);
+  // Entries whose procedures are not in this build cannot be clicked.
   kst_on_menu(f, f.mn_adjustment, 0);
   EXPECT_EQ(f.command, 0);
   kst_on_menu(f, f.mn_file, 9);  // "Exit"
@@ -312,6 +318,13 @@ TEST_F(FrmKstMainTest, OneChannelHidesTheOthersAndAsksOnlyForItsMaxMin) {
 
 TEST_F(FrmKstMainTest, TheModeSwitchChangesTheLiveMessageAndHexRepliesAreConverted) {
   start();
+  // F2 widens the engineering format by two digits and back.
+  for (const char* picture : {"#0.000", "#0.0"}) {
+    kst_on_menu(f, f.mn_misc, 9);
+    kst_round(f);
+    EXPECT_EQ(f.mn_misc.entries[9].checked, picture == std::string("#0.000"));
+    EXPECT_EQ(kw_format(1.0 / 3, f.modes[0].format[0]), kw_format(1.0 / 3, picture));
+  }
   kst_on_mouse_down(f, "lb_units", 0, 1, 0);
   EXPECT_EQ(f.command, 50);
   kst_round(f);
@@ -394,10 +407,16 @@ TEST_F(FrmKstMainTest, OneCommandARoundTheLastClickWinsAndAResizeSurvives) {
   kst_round(f);
   EXPECT_FALSE(f.graph.paused);
 
-  // Unknown values are logged.
-  f.command = 777;
-  kst_round(f);
-  EXPECT_EQ(seams.log.lines.back().substr(8), "OOPS:777");
+  // Unknown values, separators' numbers and commands with no procedure in this build are
+  // logged and send nothing.
+  f.graph.next_text_ms = 1e12;
+  for (int32_t c : {777, 102, kCmdAdjustZero, kCmdShuntTestCtrl}) {
+    size_t before = port->requests().size();
+    f.command = c;
+    kst_round(f);
+    EXPECT_EQ(seams.log.lines.back().substr(8), "OOPS:" + std::to_string(c));
+    EXPECT_EQ(requests_since(before), std::vector<std::string>{"DE*"}) << c;
+  }
 }
 
 TEST_F(FrmKstMainTest, PauseStopsTheDrawingButNotTheValues) {
@@ -600,6 +619,29 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
     }
   }
   EXPECT_FALSE(f.mn_filter.entries[9].checked);
+
+  // What a scripted run may give now: the lock greys; a hidden entry or button stays hidden.
+  f.btn_cmd[2].enabled = false;
+  f.btn_pause.visible = false;
+  f.mn_file.entries[5].visible = false;
+  const struct {
+    int32_t command;
+    KstCommandState state;
+  } states[] = {
+      {kCmdExit, KstCommandState::Ready},
+      {kCmdTare, KstCommandState::Ready},
+      {kCmdClearTare, KstCommandState::Disabled},
+      {kCmdTermination, KstCommandState::Disabled},
+      {kMnUnitsBase, KstCommandState::Disabled},
+      {kMnFilterBase, KstCommandState::Ready},
+      {kCmdPause, KstCommandState::Hidden},
+      {kCmdChangeId, KstCommandState::Hidden},
+      {kCmdAdjustZero, KstCommandState::NotServed},
+      {kCmdPower135, KstCommandState::NotServed},
+      {102, KstCommandState::NotServed},
+      {777, KstCommandState::NotServed},
+  };
+  for (const auto& s : states) EXPECT_EQ(kst_command_state(f, s.command), s.state) << s.command;
 }
 
 TEST_F(FrmKstMainTest, ANewIdMustBeOneCharacterFromAtToTildeAndTheLinkFollowsIt) {

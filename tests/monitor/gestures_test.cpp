@@ -9,23 +9,22 @@ constexpr int32_t rgb(int r, int g, int b) {
   return r | g << 8 | b << 16;
 }
 
-TEST(Gestures, CodesAreBuiltAndDecodedBackToChannelButtonAndShift) {
+TEST(Gestures, AGestureTravelsInItsCommandAndComesBackWhole) {
   struct Case {
-    int index, button, shift;
-    int32_t code;
-    int channel, picture;
+    ChartGesture gesture;
+    int32_t command;
   } cases[] = {
-      {0, 1, 0, 40, 0, 0},  {0, 2, 1, 49, 0, 0},   {1, 1, 3, 75, 1, 0},
-      {2, 2, 7, 119, 2, 0}, {3, 1, 0, 136, -1, 1}, {3, 2, 2, 146, -1, 1},
+      {{1, 1, 0}, 30040}, {{1, 2, 1}, 30049}, {{2, 1, 3}, 30075},
+      {{3, 2, 7}, 30119}, {{0, 1, 0}, 30136}, {{0, 2, 2}, 30146},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(gesture_code(c.index, c.button, c.shift), c.code);
-    Gesture g = graph_gesture_decode(c.code);
-    EXPECT_EQ(g.channel, c.channel) << c.code;
-    EXPECT_EQ(g.picture, c.picture) << c.code;
-    EXPECT_EQ(g.button, c.button) << c.code;
-    EXPECT_EQ(g.shift, c.shift) << c.code;
+    EXPECT_EQ(gesture_to_command(c.gesture), c.command);
+    EXPECT_EQ(gesture_from_command(c.command), c.gesture) << c.command;
   }
+  // Numbers that carry no gesture; every number past the chart's first is the chart.
+  for (int32_t command : {29999, 30000, 30031, 31001, 37})
+    EXPECT_EQ(gesture_from_command(command), std::nullopt) << command;
+  EXPECT_EQ(gesture_from_command(31000), (ChartGesture{0, 1, 0}));
 }
 
 TEST(Gestures, EachControlTurnsItsPressesIntoItsCommands) {
@@ -72,7 +71,7 @@ TEST(Gestures, LimitGesturesCentreZoomAndFollowTheMaxAndMin) {
       {"1", "0", 5, 1, 1, 1, "1.0011", "0.9989"},
   };
   for (const Case& c : cases) {
-    auto got = limits_gesture(c.upper, c.lower, c.shift, c.button, c.max, c.min);
+    auto got = limits_gesture(c.upper, c.lower, {1, c.button, c.shift}, c.max, c.min);
     if (c.new_upper == nullptr) {
       EXPECT_FALSE(got.has_value()) << c.upper << " shift " << c.shift;
       continue;

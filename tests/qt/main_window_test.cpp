@@ -81,14 +81,14 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
 TEST_F(MainWindowTest, PressesWithModifiersBecomeCommands) {
   FrmKstMain& f = window->model();
   press(child<QLabel>("lb_data0"), Qt::LeftButton, Qt::ShiftModifier | Qt::ControlModifier);
-  EXPECT_EQ(f.command, kGestureCommandBase + gesture_code(0, 1, 3));
+  EXPECT_EQ(f.command, gesture_to_command({1, 1, 3}));
   press(child<QLabel>("lb_data2"), Qt::RightButton,
         Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
   EXPECT_EQ(f.command, 60);
   press(child<QLabel>("lb_mxmn1"), Qt::RightButton, Qt::NoModifier);
   EXPECT_EQ(f.command, 38);
   press(child<QLineEdit>("txt_grlimits4"), Qt::LeftButton, Qt::AltModifier);
-  EXPECT_EQ(f.command, kGestureCommandBase + gesture_code(1, 1, 4));
+  EXPECT_EQ(f.command, gesture_to_command({2, 1, 4}));
   // Buttons act on a click, whether of the mouse or of the keyboard on the focused one;
   // a right press means nothing outside technician mode.
   child<QPushButton>("btn_cal2")->click();
