@@ -138,8 +138,8 @@ TEST_F(ConfigLoadTest, FamilyWordsOfTheMissingModelQuestion) {
   };
   const Case cases[] = {
       {kTmKslw, "Model or Serial number not set!\r\nProblem loading KSLW configuration!"},
-      {kTmKsvm, "Model or Serial number not found in file!\r\nProblem loading KSVM configuration!"},
-  };
+      {kTmKsvm,
+       "Model or Serial number not found in file!\r\nProblem loading KSVM configuration!"}};
   auto path = file({"UCA1"});
   for (const auto& c : cases) {
     ConfigInstrument k = kst();

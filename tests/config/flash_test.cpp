@@ -267,16 +267,14 @@ TEST_F(ChangeIdTest, AnswersThatAreNoSingleLetterAreRefusedBeforeAnythingIsSent)
     std::optional<std::string> typed;
     std::string notice;  // empty: ends without a word
   };
-  const Case cases[] = {
-      {std::nullopt, ""},
-      {"", ""},
-      {"AB", "ID must be a single character"},
-      {"B ", "ID must be a single character"},
-      {"?", "ID should be a letter (Currently \"?\")"},
-      {"1", "ID should be a letter (Currently \"1\")"},
-      {" ", "ID should be a letter (Currently \" \")"},
-      {"\x7f", "ID should be a letter (Currently \"\x7f\")"},
-  };
+  const Case cases[] = {{std::nullopt, ""},
+                        {"", ""},
+                        {"AB", "ID must be a single character"},
+                        {"B ", "ID must be a single character"},
+                        {"?", "ID should be a letter (Currently \"?\")"},
+                        {"1", "ID should be a letter (Currently \"1\")"},
+                        {" ", "ID should be a letter (Currently \" \")"},
+                        {"\x7f", "ID should be a letter (Currently \"\x7f\")"}};
   for (const Case& c : cases) {
     port.clear_transcript();
     op.shown.clear();

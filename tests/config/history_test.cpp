@@ -135,8 +135,7 @@ TEST(HistorySlotTest, TheSlotIsTheFirstFreeElseTheOldestUnflaggedElseTheOldestIn
       {"an unflagged record before older flagged ones", one_unflagged, 7},
       {"the older of two unflagged", two_unflagged, 8},
       {"unreadable slots are passed over", {all_full[0], "!", "", all_full[3], all_full[4]}, 3},
-      {"nothing readable", unreadable, -1},
-  };
+      {"nothing readable", unreadable, -1}};
   for (const SlotCase& c : cases) EXPECT_EQ(history_choose_slot(c.records), c.slot) << c.what;
 }
 

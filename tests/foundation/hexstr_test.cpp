@@ -28,8 +28,7 @@ const SinglePattern kSingles[] = {
     {"007FFFFF", std::ldexp(8388607.0, -149)},
     {"3EAAAAAB", static_cast<double>(1.0f / 3.0f)},
     {"47C35000", 100000.0},
-    {"BF000000", -0.5},
-};
+    {"BF000000", -0.5}};
 
 TEST_F(SeamsTest, SinglesConvertBothWaysByTheirIeeeBitPatterns) {
   for (const auto& p : kSingles) {
@@ -79,14 +78,12 @@ TEST_F(SeamsTest, HexIntegersWrapAtTheirFullWidth) {
     int64_t s32, s16;
     double u32;
   };
-  const Case cases[] = {
-      {"0", 0, 0, 0.0},
-      {"7FFF", 32767, 32767, 32767.0},
-      {"8000", 32768, -32768, 32768.0},
-      {"FFFF", 65535, -1, 65535.0},
-      {"0000FFFF", 65535, -1, 65535.0},
-      {"ffff", 65535, -1, 65535.0},
-  };
+  const Case cases[] = {{"0", 0, 0, 0.0},
+                        {"7FFF", 32767, 32767, 32767.0},
+                        {"8000", 32768, -32768, 32768.0},
+                        {"FFFF", 65535, -1, 65535.0},
+                        {"0000FFFF", 65535, -1, 65535.0},
+                        {"ffff", 65535, -1, 65535.0}};
   for (const auto& c : cases) {
     EXPECT_EQ(hex_to_s32(c.text), c.s32) << c.text;
     EXPECT_EQ(hex_to_s16(c.text), c.s16) << c.text;
@@ -109,10 +106,8 @@ TEST_F(SeamsTest, BadHexEndsTheProgramWithItsOwnText) {
   EXPECT_PROCESS_EXIT(hex_to_u8(" F"), 1);
   const std::vector<std::string> expected = {
       "Bad 32-bit Hex Number:\"1G\"\r\n(Length=2: 31 47)\r\n",
-      "Bad Unsigned 32-bit Hex Number:\"\"",
-      "Bad 16-bit Integer Hex Number:\"-1\"",
-      "Bad 8-bit Integer Hex Number:\" F\"",
-  };
+      "Bad Unsigned 32-bit Hex Number:\"\"", "Bad 16-bit Integer Hex Number:\"-1\"",
+      "Bad 8-bit Integer Hex Number:\" F\""};
   EXPECT_EQ(seams.fatal_texts, expected);
 }
 
@@ -183,8 +178,7 @@ TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
       {"47C35000", "100000"},     {"3727C5AC", "0.00001"},
       {"3C23D70A", "0.01"},       {"7F7FFFFF", "3.4028235e+38"},
       {"00000001", "1e-45"},      {"5368D4A5", "1000000000000"},
-      {"3EAAAAAB", "0.33333334"},
-  };
+      {"3EAAAAAB", "0.33333334"}};
   for (const auto& [hex, text] : singles) {
     EXPECT_EQ(single_text(hex_to_single(hex)), text) << hex;
   }
@@ -243,18 +237,16 @@ TEST_F(SeamsTest, EachDesignatorDecodesItsWidthAndEncodesBack) {
     const char* run;
     std::vector<std::string> values;
   };
-  const Case cases[] = {
-      {"ff", "3F800000C0000000", {"1", "-2"}},
-      {"ssbb", "FFFF7FFF00FF", {"-1", "32767", "0", "255"}},
-      {"l", "FFFFFFFF", {"-1"}},
-      {"l2", "7FFFFFFF80000000", {"2147483647", "-2147483648"}},
-      {"s3", "000100020003", {"1", "2", "3"}},
-      {"a4", "4B535400", {"KST"}},
-      {"S3 s", "KST0010", {"KST", "16"}},
-      {"sB8", "0001A5", {"1", "165"}},
-      {"B3B5", "A5", {"5", "5"}},
-      {"", "", {}},
-  };
+  const Case cases[] = {{"ff", "3F800000C0000000", {"1", "-2"}},
+                        {"ssbb", "FFFF7FFF00FF", {"-1", "32767", "0", "255"}},
+                        {"l", "FFFFFFFF", {"-1"}},
+                        {"l2", "7FFFFFFF80000000", {"2147483647", "-2147483648"}},
+                        {"s3", "000100020003", {"1", "2", "3"}},
+                        {"a4", "4B535400", {"KST"}},
+                        {"S3 s", "KST0010", {"KST", "16"}},
+                        {"sB8", "0001A5", {"1", "165"}},
+                        {"B3B5", "A5", {"5", "5"}},
+                        {"", "", {}}};
   for (const auto& c : cases) {
     std::vector<std::string> values(8);
     const int n = hexstr_decode(c.format, c.run, values);
@@ -340,8 +332,7 @@ TEST_F(SeamsTest, BadFormatsShowTheSixLineBox) {
       "Unknown format designator:d\r\nFORMAT=sd\r\nfrmt_pos=3\r\nfmt_ch=d\r\nbit_mask=1\r\n"
       "repeat_count=1",
       "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=8\r\nrepeat_count=1",
-      "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=16\r\nrepeat_count=1",
-  };
+      "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=16\r\nrepeat_count=1"};
   EXPECT_EQ(seams.fatal_texts, expected);
 }
 

@@ -46,8 +46,7 @@ TEST(GmbInit, PreparesTheTextInOrderEscapesThenLineEndsThenVerticalTabs) {
       {"abc\r\v", 0, "abc\r"},
       {"a\vb\\vc", 0, "abc"},
       {"", 0, ""},
-      {"\r\n\n", 0, ""},
-  };
+      {"\r\n\n", 0, ""}};
   for (const Case& c : cases) {
     GibBox box = gmb_init(c.text, "OK", c.flags, "", "", 0, 8, 36);
     EXPECT_EQ(box.text, c.expected) << "from \"" << c.text << "\"";
@@ -95,19 +94,17 @@ TEST(GmbParseButtons, ReadsEveryCodeOfTheButtonTable) {
     bool style;
     bool spaced;
   };
-  const Case cases[] = {
-      {"?gGo", "Go", 0x00FF00, false, false},
-      {"?yWait", "Wait", 0x00FFFF, false, false},
-      {"?rStop", "Stop", 0x0000FF, false, false},
-      {"?bInfo", "Info", 0xFF0000, false, false},
-      {"?r?iSame", "Same", kColorInherit, false, false},
-      {"?/Alt", "Alt", kColorInherit, true, false},
-      {"?_Gap", "Gap", kColorInherit, false, true},
-      {"?x", "?x", kColorInherit, false, false},
-      {"?", "?", kColorInherit, false, false},
-      {"?g?xy", "?xy", 0x00FF00, false, false},
-      {"Why?g", "Why?g", kColorInherit, false, false},
-  };
+  const Case cases[] = {{"?gGo", "Go", 0x00FF00, false, false},
+                        {"?yWait", "Wait", 0x00FFFF, false, false},
+                        {"?rStop", "Stop", 0x0000FF, false, false},
+                        {"?bInfo", "Info", 0xFF0000, false, false},
+                        {"?r?iSame", "Same", kColorInherit, false, false},
+                        {"?/Alt", "Alt", kColorInherit, true, false},
+                        {"?_Gap", "Gap", kColorInherit, false, true},
+                        {"?x", "?x", kColorInherit, false, false},
+                        {"?", "?", kColorInherit, false, false},
+                        {"?g?xy", "?xy", 0x00FF00, false, false},
+                        {"Why?g", "Why?g", kColorInherit, false, false}};
   for (const Case& c : cases) {
     // Behind a first button, so that row codes could not hide anything.
     GibButtonList list = gmb_parse_buttons("First|" + c.entry);
@@ -158,12 +155,11 @@ TEST(GmbParseButtons, FindsTheDefaultAndTheCancelButton) {
     int cancel_button;
   };
   const Case cases[] = {
-      {"OK|Cancel", 0, 1},          {"OK|?!Later", 1, -1},  // "?!" on a later button beats "OK"
-      {"?!Now|OK", 0, -1},                                  // and an earlier one too
-      {"Yes|No", -1, -1},           {"ok|cancel", -1, -1},  // captions match exactly
-      {"?gOK|?rCancel", 0, 1},                              // after their codes are read
-      {"OK |Cancel?:Leave", -1, 1},
-  };
+      {"OK|Cancel", 0, 1},         {"OK|?!Later", 1, -1},  // "?!" on a later button beats "OK"
+      {"?!Now|OK", 0, -1},                                 // and an earlier one too
+      {"Yes|No", -1, -1},          {"ok|cancel", -1, -1},  // captions match exactly
+      {"?gOK|?rCancel", 0, 1},                             // after their codes are read
+      {"OK |Cancel?:Leave", -1, 1}};
   for (const Case& c : cases) {
     GibButtonList list = gmb_parse_buttons(c.list);
     EXPECT_EQ(list.default_button, c.default_button) << c.list;
@@ -298,8 +294,7 @@ TEST(GibcbParse, SharesPieceZeroAndSplitsTheOthersByState) {
       {"^2.015 kHz ^7.8125 kHz^ Highest Filter", "2.015 kHz  Highest Filter",
        "7.8125 kHz Highest Filter"},
       {"^Don't ^^Fix^^ed^ Duty Cycle", "Don't Fix Duty Cycle", "Fixed Duty Cycle"},
-      {"Plain", "Plain", "Plain"},
-  };
+      {"Plain", "Plain", "Plain"}};
   for (const Case& c : cases) {
     std::vector<GibcbSetting> settings = gibcb_parse(c.entry);
     ASSERT_EQ(settings.size(), 1u) << c.entry;

@@ -85,22 +85,20 @@ TEST_F(UnitsTest, BuiltInTableMatchesPublishedConversions) {
     const char* name;
     int group;
     double base;
-  } cases[] = {
-      {"lbf-in", torque, 4.4482216152605 * 0.0254},
-      {"lbf-ft", torque, 1.3558179483314004},
-      {"kgf-cm", torque, 0.0980665},
-      {"rpm", speed, 0.10471975511965977},
-      {"degree/h", speed, 0.017453292519943295 / 3600},
-      {"grads/s", speed, 0.015707963267948967},
-      {"hp", power, 745.69987158227022},
-      {"hp(metric)", power, 75 * 9.80665},
-      {"Btu/h", power, 1054.3502644888888 / 3600},
-      {"ton", power, 3516.8528420667},
-      {"lbfinrpm", power, 4.4482216152605 * 0.0254 * 2 * M_PI / 60},
-      {"hp-h", energy, 745.69987158227022 * 3600},
-      {"therm", energy, 1054.3502644888888e5},
-      {"ton", force, 2000 * 4.4482216152605},
-  };
+  } cases[] = {{"lbf-in", torque, 4.4482216152605 * 0.0254},
+               {"lbf-ft", torque, 1.3558179483314004},
+               {"kgf-cm", torque, 0.0980665},
+               {"rpm", speed, 0.10471975511965977},
+               {"degree/h", speed, 0.017453292519943295 / 3600},
+               {"grads/s", speed, 0.015707963267948967},
+               {"hp", power, 745.69987158227022},
+               {"hp(metric)", power, 75 * 9.80665},
+               {"Btu/h", power, 1054.3502644888888 / 3600},
+               {"ton", power, 3516.8528420667},
+               {"lbfinrpm", power, 4.4482216152605 * 0.0254 * 2 * M_PI / 60},
+               {"hp-h", energy, 745.69987158227022 * 3600},
+               {"therm", energy, 1054.3502644888888e5},
+               {"ton", force, 2000 * 4.4482216152605}};
   for (const auto& c : cases)
     EXPECT_NEAR(in_base(c.name, c.group), c.base, std::abs(c.base) * 1e-12) << c.name;
 

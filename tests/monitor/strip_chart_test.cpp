@@ -100,11 +100,10 @@ TEST_F(StripChartTest, TheScaleMapsTheLimitsToTopAndBottomOrLeavesTheChannelAlon
     const char* upper;
     const char* lower;
     float scale, offset;  // expected; the previous 0.005 / 0.5 when the limits are refused
-  } cases[] = {
-      {"100", "-100", 0.005f, 0.5f},    {"50", "-150", 0.005f, 0.75f}, {"1e3", "0", 0.001f, 0.0f},
-      {"10", "10", 0.005f, 0.5f},       {"-5", "5", 0.005f, 0.5f},     {"", "-100", 0.005f, 0.5f},
-      {"0.0000005", "0", 0.005f, 0.5f},
-  };
+  } cases[] = {{"100", "-100", 0.005f, 0.5f},   {"50", "-150", 0.005f, 0.75f},
+               {"1e3", "0", 0.001f, 0.0f},      {"10", "10", 0.005f, 0.5f},
+               {"-5", "5", 0.005f, 0.5f},       {"", "-100", 0.005f, 0.5f},
+               {"0.0000005", "0", 0.005f, 0.5f}};
   for (const Case& c : cases) {
     g.txt_grlimits = {"100", "3000", "50", "-100", "-3000", "-50"};
     apply_graph_scale(g);
@@ -314,11 +313,10 @@ TEST_F(StripChartTest, TheSecondsPerScreenBoxTakesPositiveNumbersOnly) {
     double ms;         // expected width afterwards
     const char* kept;  // expected stored value
     bool cleared;
-  } cases[] = {
-      {"2.5", 2500, "2500", true},     {"2.5", 2500, "2500", false}, {"abc", 2500, "2500", false},
-      {"0", 2500, "2500", false},      {"-3", 2500, "2500", false},  {"", 2500, "2500", false},
-      {"0.0001", 2500, "2500", false}, {"60", 60000, "60000", true},
-  };
+  } cases[] = {{"2.5", 2500, "2500", true},     {"2.5", 2500, "2500", false},
+               {"abc", 2500, "2500", false},    {"0", 2500, "2500", false},
+               {"-3", 2500, "2500", false},     {"", 2500, "2500", false},
+               {"0.0001", 2500, "2500", false}, {"60", 60000, "60000", true}};
   for (const Case& c : cases) {
     canvas.calls.clear();
     seams.log.lines.clear();
