@@ -129,45 +129,42 @@ TEST_F(SeamsTest, ShortSinglesAreBadHex) {
 }
 
 TEST_F(SeamsTest, HexOfCutsOrPadsToTheWidth) {
-  EXPECT_EQ(hex_of(-1, 4), "FFFF");
-  EXPECT_EQ(hex_of(10, 4), "000A");
-  EXPECT_EQ(hex_of(-1, 8), "FFFFFFFF");
-  EXPECT_EQ(hex_of(-1, 10), "00FFFFFFFF");
-  EXPECT_EQ(hex_of(0x1234ABCD, 2), "CD");
-  EXPECT_EQ(hex_of(0, 1), "0");
-  EXPECT_EQ(hex_of(255, 0), "");
+  const std::tuple<int64_t, int, const char*> cases[] = {
+      {-1, 4, "FFFF"},       {10, 4, "000A"}, {-1, 8, "FFFFFFFF"}, {-1, 10, "00FFFFFFFF"},
+      {0x1234ABCD, 2, "CD"}, {0, 1, "0"},     {255, 0, ""}};
+  for (const auto& [value, width, hex] : cases) EXPECT_EQ(hex_of(value, width), hex);
 }
 
 TEST_F(SeamsTest, TextAndHexPairsConvertWithTheirOddRules) {
-  EXPECT_EQ(text_to_hex("AB", 3, ""), "414200");
-  EXPECT_EQ(text_to_hex("AB", 1, ""), "41");
-  EXPECT_EQ(text_to_hex("\xB0z", 2, " "), " B0 7A");
-  EXPECT_EQ(text_to_hex("AB", 0, "-"), "");
-  EXPECT_EQ(hex_to_text("4142FF43", false), "AB");
-  EXPECT_EQ(hex_to_text("4142FF43", true), "AB?C");
-  EXPECT_EQ(hex_to_text("2041207E7F", true), " A ~?");
-  EXPECT_EQ(hex_to_text("41424", false), "AB");  // a trailing half pair is ignored
-  EXPECT_EQ(hex_to_text("", true), "");
+  const std::tuple<const char*, int, const char*, const char*> to_hex[] = {
+      {"AB", 3, "", "414200"},
+      {"AB", 1, "", "41"},
+      {"\xB0z", 2, " ", " B0 7A"},
+      {"AB", 0, "-", ""}};
+  for (const auto& [text, n, gap, hex] : to_hex) EXPECT_EQ(text_to_hex(text, n, gap), hex);
+  // A trailing half pair is ignored.
+  const std::tuple<const char*, bool, const char*> to_text[] = {{"4142FF43", false, "AB"},
+                                                                {"4142FF43", true, "AB?C"},
+                                                                {"2041207E7F", true, " A ~?"},
+                                                                {"41424", false, "AB"},
+                                                                {"", true, ""}};
+  for (const auto& [hex, all, text] : to_text) EXPECT_EQ(hex_to_text(hex, all), text) << hex;
 }
 
 TEST_F(SeamsTest, SwapsReverseBytesOfWholeGroupsOnly) {
-  EXPECT_EQ(hex_swap16("12345678"), "34127856");
-  EXPECT_EQ(hex_swap16("12345"), "3412");
-  EXPECT_EQ(hex_swap16("123"), "");
-  EXPECT_EQ(hex_swap32("11223344AABBCCDD"), "44332211DDCCBBAA");
-  EXPECT_EQ(hex_swap32("11223344556"), "44332211");
+  for (auto [hex, swapped] : {std::pair{"12345678", "34127856"}, {"12345", "3412"}, {"123", ""}})
+    EXPECT_EQ(hex_swap16(hex), swapped);
+  for (auto [hex, swapped] :
+       {std::pair{"11223344AABBCCDD", "44332211DDCCBBAA"}, {"11223344556", "44332211"}})
+    EXPECT_EQ(hex_swap32(hex), swapped);
 }
 
 TEST_F(SeamsTest, BitsAreWrittenLowestFirstAndHexIsRecognised) {
-  EXPECT_EQ(bits_to_text(6, 4), "0110");
-  EXPECT_EQ(bits_to_text(1, 3), "100");
+  for (auto [value, n, text] : {std::tuple{6, 4, "0110"}, {1, 3, "100"}, {5, 0, ""}})
+    EXPECT_EQ(bits_to_text(value, n), text);
   EXPECT_EQ(bits_to_text(-1, 34), std::string(32, '1') + "00");
-  EXPECT_EQ(bits_to_text(5, 0), "");
-  EXPECT_FALSE(is_hex(""));
   EXPECT_TRUE(is_hex("aF09"));
-  EXPECT_FALSE(is_hex("0x1F"));
-  EXPECT_FALSE(is_hex("12 3"));
-  EXPECT_FALSE(is_hex("G"));
+  for (const char* no : {"", "0x1F", "12 3", "G"}) EXPECT_FALSE(is_hex(no)) << no;
 }
 
 TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
@@ -184,14 +181,16 @@ TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
   }
   EXPECT_EQ(single_text(std::ldexp(1.0, 128)), "3.402823669209385e+38");
   EXPECT_EQ(single_text(1.0 / 3.0), "0.3333333333333333");  // no single holds it
-  EXPECT_EQ(double_text(0.1), "0.1");
-  EXPECT_EQ(double_text(1.0 / 3.0), "0.3333333333333333");
-  EXPECT_EQ(double_text(-1234.5), "-1234.5");
-  EXPECT_EQ(double_text(1e15), "1e+15");
-  EXPECT_EQ(double_text(123456789012345.0), "123456789012345");
-  EXPECT_EQ(double_text(-0.0), "0");
-  EXPECT_EQ(double_text(2.5e-7), "2.5e-07");
-  EXPECT_EQ(double_text(-std::numeric_limits<double>::infinity()), "-inf");
+  const std::pair<double, const char*> doubles[] = {
+      {0.1, "0.1"},
+      {1.0 / 3.0, "0.3333333333333333"},
+      {-1234.5, "-1234.5"},
+      {1e15, "1e+15"},
+      {123456789012345.0, "123456789012345"},
+      {-0.0, "0"},
+      {2.5e-7, "2.5e-07"},
+      {-std::numeric_limits<double>::infinity(), "-inf"}};
+  for (const auto& [value, text] : doubles) EXPECT_EQ(double_text(value), text) << value;
 }
 
 // ---- Records -------------------------------------------------------------------------
@@ -292,14 +291,12 @@ TEST_F(SeamsTest, SkipsAndFieldsAreAsymmetricBetweenDecodeAndEncode) {
 }
 
 TEST_F(SeamsTest, EncodedNumbersAreReadFromTextAndFitTheirField) {
-  EXPECT_EQ(hexstr_encode("f", {" 0.1 "}), "3DCCCCCD");
-  EXPECT_EQ(hexstr_encode("f", {"+1e-45"}), "00000001");
-  EXPECT_EQ(hexstr_encode("f", {"-3.1415927"}), "C0490FDB");
-  EXPECT_EQ(hexstr_encode("s", {"-2"}), "FFFE");
-  EXPECT_EQ(hexstr_encode("b", {"256"}), "00");  // b keeps the low two digits
-  EXPECT_EQ(hexstr_encode("b", {"-1"}), "FF");
-  EXPECT_EQ(hexstr_encode("l", {"2.5"}), "00000002");  // half to even
-  EXPECT_EQ(hexstr_encode("l", {"3.5"}), "00000004");
+  // b keeps the low two digits; l rounds half to even.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"f", " 0.1 ", "3DCCCCCD"}, {"f", "+1e-45", "00000001"}, {"f", "-3.1415927", "C0490FDB"},
+      {"s", "-2", "FFFE"},        {"b", "256", "00"},          {"b", "-1", "FF"},
+      {"l", "2.5", "00000002"},   {"l", "3.5", "00000004"}};
+  for (const auto& [format, value, run] : cases) EXPECT_EQ(hexstr_encode(format, {value}), run);
   EXPECT_PROCESS_EXIT(hexstr_encode("s", {"32768"}), 1);
   EXPECT_PROCESS_EXIT(hexstr_encode("l", {"abc"}), 1);
   EXPECT_PROCESS_EXIT(hexstr_encode("s", {"1,5"}), 1);
