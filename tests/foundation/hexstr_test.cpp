@@ -210,26 +210,6 @@ TEST_F(SeamsTest, TheDateStampPacksSevenFieldsIntoFourBytesAndBack) {
             stamp);
 }
 
-TEST_F(SeamsTest, AHistoryRecordDecodesFieldsOfEveryKind) {
-  const std::string run =
-      "B5775377"          // stamp
-      "0007"              // operator
-      "447A0000"          // full scale 1000
-      "3F800000BF800000"  // +load 1, -load -1
-      "3DCCCCCDC0490FDB"  // scalings
-      "FFFF"
-      "8000"               // offset, gain
-      "40000000C0000000";  // shunts
-  std::vector<std::string> values(20);
-  ASSERT_EQ(hexstr_decode("B1B6B4B5B5B6B5sf3f2s2f2", run, values), 17);
-  const std::vector<std::string> tail(values.begin() + 7, values.begin() + 17);
-  const std::vector<std::string> expected = {"7",          "1000", "1",      "-1", "0.1",
-                                             "-3.1415927", "-1",   "-32768", "2",  "-2"};
-  EXPECT_EQ(tail, expected);
-  values.resize(17);
-  EXPECT_EQ(hexstr_encode("B1B6B4B5B5B6B5sf3f2s2f2", values), run);
-}
-
 TEST_F(SeamsTest, EachDesignatorDecodesItsWidthAndEncodesBack) {
   struct Case {
     const char* format;
