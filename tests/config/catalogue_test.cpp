@@ -99,8 +99,7 @@ TEST_F(WqpmCatalogueTest, TypeMarkersShowTheDecodedHexValues) {
       {"FS3 Full Scale ??", "FS312               # Full Scale ()"},
       {"OF Offset ??s", "OFXYZ               # Offset ()"},
       {"GN== Gain ??f", "GN==00FF            # Gain ()"},
-      {"MD== Model Name", "MD==WQ-1000         # Model Name"},
-  };
+      {"MD== Model Name", "MD==WQ-1000         # Model Name"}};
   for (const auto& c : cases) EXPECT_EQ(tm_info_catalogue_item(c.item), c.line + "\r\n") << c.item;
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -74,18 +75,15 @@ TEST(HistoryRecordTest, ARecordCarriesEveryFieldThroughEncodingAndDecoding) {
 }
 
 TEST(HistoryRecordTest, AReplyThatIsNotHexOfItsLengthMakesNoRecord) {
-  HistoryRecord r = sample_record();
-  r.fs1 = "447A000";  // a digit lost on the line
-  EXPECT_EQ(history_encode(r), "");
-  r = sample_record();
-  r.sc = k1000;  // one float where two belong
-  EXPECT_EQ(history_encode(r), "");
-  r = sample_record();
-  r.gn = "!";
-  EXPECT_EQ(history_encode(r), "");
-  r = sample_record();
-  r.positive_shunt = 1e39;  // beyond the largest single
-  EXPECT_EQ(history_encode(r), "");
+  // A digit lost on the line, one float where two belong, no hex, beyond the largest single.
+  const std::function<void(HistoryRecord&)> faults[] = {
+      [](HistoryRecord& r) { r.fs1 = "447A000"; }, [](HistoryRecord& r) { r.sc = k1000; },
+      [](HistoryRecord& r) { r.gn = "!"; }, [](HistoryRecord& r) { r.positive_shunt = 1e39; }};
+  for (size_t i = 0; i < std::size(faults); ++i) {
+    HistoryRecord r = sample_record();
+    faults[i](r);
+    EXPECT_EQ(history_encode(r), "") << "fault " << i;
+  }
   EXPECT_FALSE(history_decode(""));
   EXPECT_FALSE(history_decode("!"));
   EXPECT_FALSE(history_decode(history_encode(sample_record()).substr(0, 70)));
@@ -135,8 +133,7 @@ TEST(HistorySlotTest, TheSlotIsTheFirstFreeElseTheOldestUnflaggedElseTheOldestIn
       {"an unflagged record before older flagged ones", one_unflagged, 7},
       {"the older of two unflagged", two_unflagged, 8},
       {"unreadable slots are passed over", {all_full[0], "!", "", all_full[3], all_full[4]}, 3},
-      {"nothing readable", unreadable, -1},
-  };
+      {"nothing readable", unreadable, -1}};
   for (const SlotCase& c : cases) EXPECT_EQ(history_choose_slot(c.records), c.slot) << c.what;
 }
 

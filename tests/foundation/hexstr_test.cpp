@@ -28,8 +28,7 @@ const SinglePattern kSingles[] = {
     {"007FFFFF", std::ldexp(8388607.0, -149)},
     {"3EAAAAAB", static_cast<double>(1.0f / 3.0f)},
     {"47C35000", 100000.0},
-    {"BF000000", -0.5},
-};
+    {"BF000000", -0.5}};
 
 TEST_F(SeamsTest, SinglesConvertBothWaysByTheirIeeeBitPatterns) {
   for (const auto& p : kSingles) {
@@ -79,14 +78,12 @@ TEST_F(SeamsTest, HexIntegersWrapAtTheirFullWidth) {
     int64_t s32, s16;
     double u32;
   };
-  const Case cases[] = {
-      {"0", 0, 0, 0.0},
-      {"7FFF", 32767, 32767, 32767.0},
-      {"8000", 32768, -32768, 32768.0},
-      {"FFFF", 65535, -1, 65535.0},
-      {"0000FFFF", 65535, -1, 65535.0},
-      {"ffff", 65535, -1, 65535.0},
-  };
+  const Case cases[] = {{"0", 0, 0, 0.0},
+                        {"7FFF", 32767, 32767, 32767.0},
+                        {"8000", 32768, -32768, 32768.0},
+                        {"FFFF", 65535, -1, 65535.0},
+                        {"0000FFFF", 65535, -1, 65535.0},
+                        {"ffff", 65535, -1, 65535.0}};
   for (const auto& c : cases) {
     EXPECT_EQ(hex_to_s32(c.text), c.s32) << c.text;
     EXPECT_EQ(hex_to_s16(c.text), c.s16) << c.text;
@@ -109,10 +106,8 @@ TEST_F(SeamsTest, BadHexEndsTheProgramWithItsOwnText) {
   EXPECT_PROCESS_EXIT(hex_to_u8(" F"), 1);
   const std::vector<std::string> expected = {
       "Bad 32-bit Hex Number:\"1G\"\r\n(Length=2: 31 47)\r\n",
-      "Bad Unsigned 32-bit Hex Number:\"\"",
-      "Bad 16-bit Integer Hex Number:\"-1\"",
-      "Bad 8-bit Integer Hex Number:\" F\"",
-  };
+      "Bad Unsigned 32-bit Hex Number:\"\"", "Bad 16-bit Integer Hex Number:\"-1\"",
+      "Bad 8-bit Integer Hex Number:\" F\""};
   EXPECT_EQ(seams.fatal_texts, expected);
 }
 
@@ -134,45 +129,42 @@ TEST_F(SeamsTest, ShortSinglesAreBadHex) {
 }
 
 TEST_F(SeamsTest, HexOfCutsOrPadsToTheWidth) {
-  EXPECT_EQ(hex_of(-1, 4), "FFFF");
-  EXPECT_EQ(hex_of(10, 4), "000A");
-  EXPECT_EQ(hex_of(-1, 8), "FFFFFFFF");
-  EXPECT_EQ(hex_of(-1, 10), "00FFFFFFFF");
-  EXPECT_EQ(hex_of(0x1234ABCD, 2), "CD");
-  EXPECT_EQ(hex_of(0, 1), "0");
-  EXPECT_EQ(hex_of(255, 0), "");
+  const std::tuple<int64_t, int, const char*> cases[] = {
+      {-1, 4, "FFFF"},       {10, 4, "000A"}, {-1, 8, "FFFFFFFF"}, {-1, 10, "00FFFFFFFF"},
+      {0x1234ABCD, 2, "CD"}, {0, 1, "0"},     {255, 0, ""}};
+  for (const auto& [value, width, hex] : cases) EXPECT_EQ(hex_of(value, width), hex);
 }
 
 TEST_F(SeamsTest, TextAndHexPairsConvertWithTheirOddRules) {
-  EXPECT_EQ(text_to_hex("AB", 3, ""), "414200");
-  EXPECT_EQ(text_to_hex("AB", 1, ""), "41");
-  EXPECT_EQ(text_to_hex("\xB0z", 2, " "), " B0 7A");
-  EXPECT_EQ(text_to_hex("AB", 0, "-"), "");
-  EXPECT_EQ(hex_to_text("4142FF43", false), "AB");
-  EXPECT_EQ(hex_to_text("4142FF43", true), "AB?C");
-  EXPECT_EQ(hex_to_text("2041207E7F", true), " A ~?");
-  EXPECT_EQ(hex_to_text("41424", false), "AB");  // a trailing half pair is ignored
-  EXPECT_EQ(hex_to_text("", true), "");
+  const std::tuple<const char*, int, const char*, const char*> to_hex[] = {
+      {"AB", 3, "", "414200"},
+      {"AB", 1, "", "41"},
+      {"\xB0z", 2, " ", " B0 7A"},
+      {"AB", 0, "-", ""}};
+  for (const auto& [text, n, gap, hex] : to_hex) EXPECT_EQ(text_to_hex(text, n, gap), hex);
+  // A trailing half pair is ignored.
+  const std::tuple<const char*, bool, const char*> to_text[] = {{"4142FF43", false, "AB"},
+                                                                {"4142FF43", true, "AB?C"},
+                                                                {"2041207E7F", true, " A ~?"},
+                                                                {"41424", false, "AB"},
+                                                                {"", true, ""}};
+  for (const auto& [hex, all, text] : to_text) EXPECT_EQ(hex_to_text(hex, all), text) << hex;
 }
 
 TEST_F(SeamsTest, SwapsReverseBytesOfWholeGroupsOnly) {
-  EXPECT_EQ(hex_swap16("12345678"), "34127856");
-  EXPECT_EQ(hex_swap16("12345"), "3412");
-  EXPECT_EQ(hex_swap16("123"), "");
-  EXPECT_EQ(hex_swap32("11223344AABBCCDD"), "44332211DDCCBBAA");
-  EXPECT_EQ(hex_swap32("11223344556"), "44332211");
+  for (auto [hex, swapped] : {std::pair{"12345678", "34127856"}, {"12345", "3412"}, {"123", ""}})
+    EXPECT_EQ(hex_swap16(hex), swapped);
+  for (auto [hex, swapped] :
+       {std::pair{"11223344AABBCCDD", "44332211DDCCBBAA"}, {"11223344556", "44332211"}})
+    EXPECT_EQ(hex_swap32(hex), swapped);
 }
 
 TEST_F(SeamsTest, BitsAreWrittenLowestFirstAndHexIsRecognised) {
-  EXPECT_EQ(bits_to_text(6, 4), "0110");
-  EXPECT_EQ(bits_to_text(1, 3), "100");
+  for (auto [value, n, text] : {std::tuple{6, 4, "0110"}, {1, 3, "100"}, {5, 0, ""}})
+    EXPECT_EQ(bits_to_text(value, n), text);
   EXPECT_EQ(bits_to_text(-1, 34), std::string(32, '1') + "00");
-  EXPECT_EQ(bits_to_text(5, 0), "");
-  EXPECT_FALSE(is_hex(""));
   EXPECT_TRUE(is_hex("aF09"));
-  EXPECT_FALSE(is_hex("0x1F"));
-  EXPECT_FALSE(is_hex("12 3"));
-  EXPECT_FALSE(is_hex("G"));
+  for (const char* no : {"", "0x1F", "12 3", "G"}) EXPECT_FALSE(is_hex(no)) << no;
 }
 
 TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
@@ -183,21 +175,22 @@ TEST_F(SeamsTest, DefaultTextsAreShortAndReadBack) {
       {"47C35000", "100000"},     {"3727C5AC", "0.00001"},
       {"3C23D70A", "0.01"},       {"7F7FFFFF", "3.4028235e+38"},
       {"00000001", "1e-45"},      {"5368D4A5", "1000000000000"},
-      {"3EAAAAAB", "0.33333334"},
-  };
+      {"3EAAAAAB", "0.33333334"}};
   for (const auto& [hex, text] : singles) {
     EXPECT_EQ(single_text(hex_to_single(hex)), text) << hex;
   }
   EXPECT_EQ(single_text(std::ldexp(1.0, 128)), "3.402823669209385e+38");
   EXPECT_EQ(single_text(1.0 / 3.0), "0.3333333333333333");  // no single holds it
-  EXPECT_EQ(double_text(0.1), "0.1");
-  EXPECT_EQ(double_text(1.0 / 3.0), "0.3333333333333333");
-  EXPECT_EQ(double_text(-1234.5), "-1234.5");
-  EXPECT_EQ(double_text(1e15), "1e+15");
-  EXPECT_EQ(double_text(123456789012345.0), "123456789012345");
-  EXPECT_EQ(double_text(-0.0), "0");
-  EXPECT_EQ(double_text(2.5e-7), "2.5e-07");
-  EXPECT_EQ(double_text(-std::numeric_limits<double>::infinity()), "-inf");
+  const std::pair<double, const char*> doubles[] = {
+      {0.1, "0.1"},
+      {1.0 / 3.0, "0.3333333333333333"},
+      {-1234.5, "-1234.5"},
+      {1e15, "1e+15"},
+      {123456789012345.0, "123456789012345"},
+      {-0.0, "0"},
+      {2.5e-7, "2.5e-07"},
+      {-std::numeric_limits<double>::infinity(), "-inf"}};
+  for (const auto& [value, text] : doubles) EXPECT_EQ(double_text(value), text) << value;
 }
 
 // ---- Records -------------------------------------------------------------------------
@@ -217,44 +210,22 @@ TEST_F(SeamsTest, TheDateStampPacksSevenFieldsIntoFourBytesAndBack) {
             stamp);
 }
 
-TEST_F(SeamsTest, AHistoryRecordDecodesFieldsOfEveryKind) {
-  const std::string run =
-      "B5775377"          // stamp
-      "0007"              // operator
-      "447A0000"          // full scale 1000
-      "3F800000BF800000"  // +load 1, -load -1
-      "3DCCCCCDC0490FDB"  // scalings
-      "FFFF"
-      "8000"               // offset, gain
-      "40000000C0000000";  // shunts
-  std::vector<std::string> values(20);
-  ASSERT_EQ(hexstr_decode("B1B6B4B5B5B6B5sf3f2s2f2", run, values), 17);
-  const std::vector<std::string> tail(values.begin() + 7, values.begin() + 17);
-  const std::vector<std::string> expected = {"7",          "1000", "1",      "-1", "0.1",
-                                             "-3.1415927", "-1",   "-32768", "2",  "-2"};
-  EXPECT_EQ(tail, expected);
-  values.resize(17);
-  EXPECT_EQ(hexstr_encode("B1B6B4B5B5B6B5sf3f2s2f2", values), run);
-}
-
 TEST_F(SeamsTest, EachDesignatorDecodesItsWidthAndEncodesBack) {
   struct Case {
     const char* format;
     const char* run;
     std::vector<std::string> values;
   };
-  const Case cases[] = {
-      {"ff", "3F800000C0000000", {"1", "-2"}},
-      {"ssbb", "FFFF7FFF00FF", {"-1", "32767", "0", "255"}},
-      {"l", "FFFFFFFF", {"-1"}},
-      {"l2", "7FFFFFFF80000000", {"2147483647", "-2147483648"}},
-      {"s3", "000100020003", {"1", "2", "3"}},
-      {"a4", "4B535400", {"KST"}},
-      {"S3 s", "KST0010", {"KST", "16"}},
-      {"sB8", "0001A5", {"1", "165"}},
-      {"B3B5", "A5", {"5", "5"}},
-      {"", "", {}},
-  };
+  const Case cases[] = {{"ff", "3F800000C0000000", {"1", "-2"}},
+                        {"ssbb", "FFFF7FFF00FF", {"-1", "32767", "0", "255"}},
+                        {"l", "FFFFFFFF", {"-1"}},
+                        {"l2", "7FFFFFFF80000000", {"2147483647", "-2147483648"}},
+                        {"s3", "000100020003", {"1", "2", "3"}},
+                        {"a4", "4B535400", {"KST"}},
+                        {"S3 s", "KST0010", {"KST", "16"}},
+                        {"sB8", "0001A5", {"1", "165"}},
+                        {"B3B5", "A5", {"5", "5"}},
+                        {"", "", {}}};
   for (const auto& c : cases) {
     std::vector<std::string> values(8);
     const int n = hexstr_decode(c.format, c.run, values);
@@ -300,14 +271,12 @@ TEST_F(SeamsTest, SkipsAndFieldsAreAsymmetricBetweenDecodeAndEncode) {
 }
 
 TEST_F(SeamsTest, EncodedNumbersAreReadFromTextAndFitTheirField) {
-  EXPECT_EQ(hexstr_encode("f", {" 0.1 "}), "3DCCCCCD");
-  EXPECT_EQ(hexstr_encode("f", {"+1e-45"}), "00000001");
-  EXPECT_EQ(hexstr_encode("f", {"-3.1415927"}), "C0490FDB");
-  EXPECT_EQ(hexstr_encode("s", {"-2"}), "FFFE");
-  EXPECT_EQ(hexstr_encode("b", {"256"}), "00");  // b keeps the low two digits
-  EXPECT_EQ(hexstr_encode("b", {"-1"}), "FF");
-  EXPECT_EQ(hexstr_encode("l", {"2.5"}), "00000002");  // half to even
-  EXPECT_EQ(hexstr_encode("l", {"3.5"}), "00000004");
+  // b keeps the low two digits; l rounds half to even.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"f", " 0.1 ", "3DCCCCCD"}, {"f", "+1e-45", "00000001"}, {"f", "-3.1415927", "C0490FDB"},
+      {"s", "-2", "FFFE"},        {"b", "256", "00"},          {"b", "-1", "FF"},
+      {"l", "2.5", "00000002"},   {"l", "3.5", "00000004"}};
+  for (const auto& [format, value, run] : cases) EXPECT_EQ(hexstr_encode(format, {value}), run);
   EXPECT_PROCESS_EXIT(hexstr_encode("s", {"32768"}), 1);
   EXPECT_PROCESS_EXIT(hexstr_encode("l", {"abc"}), 1);
   EXPECT_PROCESS_EXIT(hexstr_encode("s", {"1,5"}), 1);
@@ -340,8 +309,7 @@ TEST_F(SeamsTest, BadFormatsShowTheSixLineBox) {
       "Unknown format designator:d\r\nFORMAT=sd\r\nfrmt_pos=3\r\nfmt_ch=d\r\nbit_mask=1\r\n"
       "repeat_count=1",
       "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=8\r\nrepeat_count=1",
-      "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=16\r\nrepeat_count=1",
-  };
+      "Bad Bit Mask\r\nFORMAT=B4 s\r\nfrmt_pos=5\r\nfmt_ch=s\r\nbit_mask=16\r\nrepeat_count=1"};
   EXPECT_EQ(seams.fatal_texts, expected);
 }
 

@@ -34,8 +34,7 @@ TEST(KwFixed, FieldsAreCutNeverWidenedAndPaddedAroundTheSign) {
       {3.14159, 0, -1, false, "", "3.14"},  // the default is two places
       {3.14159, 6, -2, false, "", "3.1415"},
       {1e20, 0, 0, false, "", "100000000000000000000"},
-      {0.5, 0, 0, false, "", "1"},
-  };
+      {0.5, 0, 0, false, "", "1"}};
   for (const FixedCase& c : cases)
     EXPECT_EQ(kw_fixed(c.value, c.width, c.decimals, c.plus, c.pad), c.expected)
         << c.value << " width " << c.width << " decimals " << c.decimals;
@@ -50,8 +49,7 @@ TEST(KwShort, EveryNumberCarriesASignAndLosesTrailingZeros) {
       {0, "+0.0"},          {-1e-12, "-0.0"},        {1.5, "+1.5"},
       {2, "+2.0"},          {-0.25, "-0.25"},        {123456789.123, "+123456789"},
       {1e-9, "+0.0"},       {0.001234, "+0.001234"}, {-1234.5678, "-1234.5678"},
-      {1e12, "+100000000"}, {-100, "-100.0"},
-  };
+      {1e12, "+100000000"}, {-100, "-100.0"}};
   for (const auto& [value, expected] : cases) EXPECT_EQ(kw_short(value), expected) << value;
   EXPECT_EQ(kw_range_text(-1, 2.5), " [-1.0,+2.5]");
 }
@@ -71,24 +69,24 @@ TEST(KwFit, APlusSignedFieldComesOutOneCharacterShorter) {
 }
 
 TEST(KwInt, IntegerFieldsArePaddedWithBlanksButNeverCut) {
-  EXPECT_EQ(kw_int(42, 5, false), "   42");
-  EXPECT_EQ(kw_int(42, -5, true), "+42  ");
-  EXPECT_EQ(kw_int(-123456, 3, false), "-123456");
-  EXPECT_EQ(kw_int(0, 0, true), "+0");
-  EXPECT_EQ(kw_int(std::numeric_limits<int32_t>::min(), 0, true), "-2147483648");
+  const std::pair<std::string, const char*> cases[] = {
+      {kw_int(42, 5, false), "   42"},
+      {kw_int(42, -5, true), "+42  "},
+      {kw_int(-123456, 3, false), "-123456"},
+      {kw_int(0, 0, true), "+0"},
+      {kw_int(std::numeric_limits<int32_t>::min(), 0, true), "-2147483648"}};
+  for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected);
 }
 
 TEST(KwJustify, JustifyTrimsCutsAndPadsWhileCenterPutsTheOddPadInFront) {
-  EXPECT_EQ(kw_justify("  ab  ", 0, "*"), "ab");
-  EXPECT_EQ(kw_justify("abcdef", 3, " "), "abc");
-  EXPECT_EQ(kw_justify("abcdef", -3, " "), "abc");
-  EXPECT_EQ(kw_justify("ab", 5, "*"), "***ab");
-  EXPECT_EQ(kw_justify("ab", -5, "-"), "ab---");
-  EXPECT_EQ(kw_justify("-5", 4, "0"), "00-5");  // text, not a number: no sign rule
-  EXPECT_EQ(kw_center("ab", 7, "*"), "***ab**");
-  EXPECT_EQ(kw_center("abc", 6, "."), "..abc.");
-  EXPECT_EQ(kw_center("abcdef", 4, " "), "abcd");
-  EXPECT_EQ(kw_center("ab", -6, "."), "ab....");
+  // "-5" is text, not a number: no sign rule.
+  const std::pair<std::string, const char*> cases[] = {
+      {kw_justify("  ab  ", 0, "*"), "ab"},   {kw_justify("abcdef", 3, " "), "abc"},
+      {kw_justify("abcdef", -3, " "), "abc"}, {kw_justify("ab", 5, "*"), "***ab"},
+      {kw_justify("ab", -5, "-"), "ab---"},   {kw_justify("-5", 4, "0"), "00-5"},
+      {kw_center("ab", 7, "*"), "***ab**"},   {kw_center("abc", 6, "."), "..abc."},
+      {kw_center("abcdef", 4, " "), "abcd"},  {kw_center("ab", -6, "."), "ab...."}};
+  for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected);
 }
 
 TEST(KwFormat, PicturesPlaceDigitsKeepLiteralsAndRoundHalfAwayFromZero) {
@@ -133,8 +131,7 @@ TEST(KwFormat, PicturesPlaceDigitsKeepLiteralsAndRoundHalfAwayFromZero) {
       {123.456, "", "123.456"},  // no picture: the general number form
       {0.1 + 0.2, "", "0.3"},
       {1e-5, "", "1E-05"},
-      {-2.5e20, "", "-2.5E+20"},
-  };
+      {-2.5e20, "", "-2.5E+20"}};
   for (const Case& c : table)
     EXPECT_EQ(kw_format(c.value, c.picture), c.expected) << c.value << " by " << c.picture;
   EXPECT_EQ(kw_format(std::nan(""), "0.0"), "NaN");
@@ -142,14 +139,18 @@ TEST(KwFormat, PicturesPlaceDigitsKeepLiteralsAndRoundHalfAwayFromZero) {
 }
 
 TEST(KwSigPicture, PicturesGiveTheAskedSignificantDigits) {
-  EXPECT_EQ(kw_sig_picture(12.3, 4, false), "#0.00");
+  // Never a bare "." at the end.
+  const std::tuple<double, int, std::string> cases[] = {
+      {12.3, 4, "#0.00"},
+      {500, 3, "###0"},
+      {5, 3, "0.00"},
+      {0.5, 3, "0.00"},
+      {0.5, 1, "#0"},
+      {-999.5, 2, "##0"},
+      {1e30, 25, std::string(19, '#') + "0.00000"}};
+  for (const auto& [value, digits, picture] : cases)
+    EXPECT_EQ(kw_sig_picture(value, digits, false), picture) << value << " " << digits;
   EXPECT_EQ(kw_format(12.3, kw_sig_picture(12.3, 4, false)), "12.30");
-  EXPECT_EQ(kw_sig_picture(500, 3, false), "###0");
-  EXPECT_EQ(kw_sig_picture(5, 3, false), "0.00");
-  EXPECT_EQ(kw_sig_picture(0.5, 3, false), "0.00");
-  EXPECT_EQ(kw_sig_picture(0.5, 1, false), "#0");  // never a bare "." at the end
-  EXPECT_EQ(kw_sig_picture(-999.5, 2, false), "##0");
-  EXPECT_EQ(kw_sig_picture(1e30, 25, false), std::string(19, '#') + "0.00000");
 
   const std::string signed_picture = kw_sig_picture(12.3, 4, true);
   EXPECT_EQ(signed_picture, "+#0.0;-#0.0");
@@ -174,27 +175,24 @@ void expect_prefixes(std::string (*prefix_of)(double, double&), const PrefixCase
 }
 
 TEST(KwPrefixes, EngineeringPrefixesStepByThousands) {
-  const PrefixCase cases[] = {
-      {1500, "k", 1e3},    {999, "", 1},   {1e6, "M", 1e6},  {-2.5e9, "G", 1e9},
-      {5e26, "Y", 1e24},   {1e27, "", 1},  {0.5, "m", 1e-3}, {1e-6, "\xB5", 1e-6},
-      {2e-24, "y", 1e-24}, {1e-24, "", 1}, {0, "", 1},       {1, "", 1},
-  };
+  const PrefixCase cases[] = {{1500, "k", 1e3},   {999, "", 1},         {1e6, "M", 1e6},
+                              {-2.5e9, "G", 1e9}, {5e26, "Y", 1e24},    {1e27, "", 1},
+                              {0.5, "m", 1e-3},   {1e-6, "\xB5", 1e-6}, {2e-24, "y", 1e-24},
+                              {1e-24, "", 1},     {0, "", 1},           {1, "", 1}};
   expect_prefixes(kw_eng_prefix, cases);
 }
 
 TEST(KwPrefixes, RatioWordsChangeAtTheirExactThresholds) {
-  const PrefixCase cases[] = {
-      {2, "", 1},
-      {1, "%", 0.01},
-      {-0.01, "%", 0.01},
-      {0.0099, " permille", 0.001},
-      {0.001, " permille", 0.001},
-      {1e-6, " ppm", 1e-6},
-      {9.99e-7, " ppb", 1e-9},
-      {1e-9, " ppt", 1e-12},
-      {1e-12, " ppq", 1e-15},
-      {0, " ppq", 1e-15},
-  };
+  const PrefixCase cases[] = {{2, "", 1},
+                              {1, "%", 0.01},
+                              {-0.01, "%", 0.01},
+                              {0.0099, " permille", 0.001},
+                              {0.001, " permille", 0.001},
+                              {1e-6, " ppm", 1e-6},
+                              {9.99e-7, " ppb", 1e-9},
+                              {1e-9, " ppt", 1e-12},
+                              {1e-12, " ppq", 1e-15},
+                              {0, " ppq", 1e-15}};
   expect_prefixes([](double v, double& scale) { return kw_ratio_prefix(v, scale, ""); }, cases);
   double scale = -1;
   EXPECT_EQ(kw_ratio_prefix(0.002, scale, "V"), "mV");
@@ -208,8 +206,7 @@ TEST(KwPrefixes, ScalesAndUnitLabels) {
       {"d", 0.1},  {"c", 0.01},  {"h", 100},   {"m", 1e-3},  {"\xB5", 1e-6}, {"u", 1e-6},
       {"n", 1e-9}, {"p", 1e-12}, {"f", 1e-15}, {"a", 1e-18}, {"z", 1e-21},   {"y", 1e-24},
       {"k", 1e3},  {"M", 1e6},   {"G", 1e9},   {"T", 1e12},  {"P", 1e15},    {"E", 1e18},
-      {"Z", 1e21}, {"Y", 1e24},  {"", 1},      {"K", 1},     {"mm", 1},      {"da", 1},
-  };
+      {"Z", 1e21}, {"Y", 1e24},  {"", 1},      {"K", 1},     {"mm", 1},      {"da", 1}};
   for (const auto& [prefix, scale] : scales) EXPECT_EQ(kw_si_scale(prefix), scale) << prefix;
 
   double scale = 0;
@@ -223,35 +220,30 @@ TEST(KwPrefixes, ScalesAndUnitLabels) {
 }
 
 TEST(KwEngFormat, SixSignificantDigitsWithAnExponentInThrees) {
-  const std::pair<double, const char*> cases[] = {
-      {12345.678, "12.3457E+3"},
-      {0.000123456789, "123.457E-6"},
-      {1, "1.00000E+0"},
-      {-999999.6, "-1.00000E+6"},
-      {0, "0.00000E+0"},
-      {0.5, "500.000E-3"},
-      {6.02214076e23, "602.214E+21"},
-  };
+  const std::pair<double, const char*> cases[] = {{12345.678, "12.3457E+3"},
+                                                  {0.000123456789, "123.457E-6"},
+                                                  {1, "1.00000E+0"},
+                                                  {-999999.6, "-1.00000E+6"},
+                                                  {0, "0.00000E+0"},
+                                                  {0.5, "500.000E-3"},
+                                                  {6.02214076e23, "602.214E+21"}};
   for (const auto& [value, expected] : cases) EXPECT_EQ(kw_eng_format(value), expected) << value;
   EXPECT_EQ(kw_eng_format(std::nan("")), "NaN");
 }
 
 TEST(KwArithmetic, NiceStepsUseGeometricThresholds) {
-  const std::pair<double, double> cases[] = {
-      {1.41, 1},  {1.42, 2},  {3.16, 2},        {3.17, 5}, {7.07, 5},
-      {7.08, 10}, {250, 200}, {-0.0142, -0.02}, {0, 0},    {1000, 1000},
-  };
+  const std::pair<double, double> cases[] = {{1.41, 1}, {1.42, 2},   {3.16, 2},  {3.17, 5},
+                                             {7.07, 5}, {7.08, 10},  {250, 200}, {-0.0142, -0.02},
+                                             {0, 0},    {1000, 1000}};
   for (const auto& [x, expected] : cases) EXPECT_DOUBLE_EQ(kw_nice(x), expected) << x;
 }
 
 TEST(KwArithmetic, RoundingClipsSixteenBitsAndRoundsHalvesUp) {
-  EXPECT_EQ(kw_round_i16(40000), 32767);
-  EXPECT_EQ(kw_round_i16(-40000), -32768);
-  EXPECT_EQ(kw_round_i16(32767.4), 32767);
-  EXPECT_EQ(kw_round_i16(-32768.6), -32768);
-  EXPECT_EQ(kw_round_i16(2.5), 3);
-  EXPECT_EQ(kw_round_i16(-2.5), -2);  // the half always goes up
-  EXPECT_EQ(kw_round_i16(std::nan("")), 0);
+  // The half always goes up: -2.5 rounds to -2.
+  const std::pair<double, int16_t> i16[] = {{40000, 32767},     {-40000, -32768}, {32767.4, 32767},
+                                            {-32768.6, -32768}, {2.5, 3},         {-2.5, -2},
+                                            {std::nan(""), 0}};
+  for (const auto& [x, expected] : i16) EXPECT_EQ(kw_round_i16(x), expected) << x;
   EXPECT_EQ(kw_round(-0.5), 0);
   EXPECT_DOUBLE_EQ(kw_round_to(7.3, 0.5), 7.5);
   EXPECT_EQ(kw_round_to(7.3, 0), 7.3);
@@ -263,26 +255,19 @@ TEST(KwArithmetic, RoundingClipsSixteenBitsAndRoundsHalvesUp) {
 }
 
 TEST(KwArithmetic, ComparisonsHaveStrictBandsAndExactZero) {
-  EXPECT_EQ(kw_sign(-3), -1);
-  EXPECT_EQ(kw_sign(0), 0);
-  EXPECT_TRUE(kw_is_zero(-0.0));
-  EXPECT_FALSE(kw_is_zero(1e-300));
-  EXPECT_EQ(kw_safe_div(1, 0, -7), -7);
-  EXPECT_EQ(kw_safe_div(1, 4, -7), 0.25);
-  EXPECT_EQ(kw_clamp(5, 0, 3), 3);
-  EXPECT_EQ(kw_clamp(-5, 0, 3), 0);
-  EXPECT_TRUE(kw_between(3, 0, 3));
-  EXPECT_FALSE(kw_near_abs(1, 2, 1));
-  EXPECT_TRUE(kw_near_abs(1, 1.5, 1));
-  EXPECT_FALSE(kw_near_rel(100, 101, 0.01));
-  EXPECT_TRUE(kw_near_rel(100, 100.5, 0.01));
-  EXPECT_TRUE(kw_near_rel(-100, -100.5, 0.01));
-  EXPECT_TRUE(kw_same_sign(0, 0));
-  EXPECT_FALSE(kw_same_sign(0, 1));
-  EXPECT_TRUE(kw_same_sign(-1, -2));
-  EXPECT_EQ(kw_pow(2, 10), 1024);
-  EXPECT_EQ(kw_log2(1024), 10);
-  EXPECT_EQ(kw_log10(1e-3), -3);
+  const std::pair<double, double> values[] = {
+      {kw_sign(-3), -1},           {kw_sign(0), 0},
+      {kw_safe_div(1, 0, -7), -7}, {kw_safe_div(1, 4, -7), 0.25},
+      {kw_clamp(5, 0, 3), 3},      {kw_clamp(-5, 0, 3), 0},
+      {kw_pow(2, 10), 1024},       {kw_log2(1024), 10},
+      {kw_log10(1e-3), -3}};
+  for (size_t i = 0; i < std::size(values); ++i) EXPECT_EQ(values[i].first, values[i].second) << i;
+  EXPECT_EQ(
+      (std::vector<bool>{kw_is_zero(-0.0), kw_is_zero(1e-300), kw_between(3, 0, 3),
+                         kw_near_abs(1, 2, 1), kw_near_abs(1, 1.5, 1), kw_near_rel(100, 101, 0.01),
+                         kw_near_rel(100, 100.5, 0.01), kw_near_rel(-100, -100.5, 0.01),
+                         kw_same_sign(0, 0), kw_same_sign(0, 1), kw_same_sign(-1, -2)}),
+      (std::vector<bool>{true, false, true, false, true, false, true, true, true, false, true}));
 }
 
 }  // namespace

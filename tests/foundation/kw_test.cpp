@@ -48,49 +48,48 @@ TEST(KwSplit, MergingSplitsTreatRunsAsOneAndReportAFullArray) {
 }
 
 TEST(KwSplit, ByListEachSeparatorIsMetInTurn) {
-  Fields f(4);
-  EXPECT_EQ(kw_split_by_list("key=value;rest", "|=|;", f), 3);
-  EXPECT_EQ(f[0], "key");
-  EXPECT_EQ(f[1], "value");
-  EXPECT_EQ(f[2], "rest");
-  // ";" is only looked for behind the "="
-  EXPECT_EQ(kw_split_by_list("a;b=c", "|=|;", f), 2);
-  EXPECT_EQ(f[0], "a;b");
-  EXPECT_EQ(f[1], "c");
-  EXPECT_EQ(kw_split_by_list("key value", "|=|;", f), 1);
-  EXPECT_EQ(f[0], "key value");
-  EXPECT_EQ(kw_split_by_list("T12:30:15", ",T,:,:", f), 4);  // multi-step with "," delimiter
-  EXPECT_EQ(f, (Fields{"", "12", "30", "15"}));
+  // ";" is only looked for behind the "="; the list "," T : : splits at T, then each ":".
+  const std::tuple<const char*, const char*, Fields> cases[] = {
+      {"key=value;rest", "|=|;", {"key", "value", "rest"}},
+      {"a;b=c", "|=|;", {"a;b", "c"}},
+      {"key value", "|=|;", {"key value"}},
+      {"T12:30:15", ",T,:,:", {"", "12", "30", "15"}}};
+  for (const auto& [text, list, fields] : cases) {
+    Fields f(4);
+    EXPECT_EQ(kw_split_by_list(text, list, f), static_cast<int>(fields.size())) << text;
+    EXPECT_EQ(Fields(f.begin(), f.begin() + static_cast<long>(fields.size())), fields) << text;
+  }
 }
 
 TEST(KwSearch, NthOccurrenceAndLastOccurrence) {
-  EXPECT_EQ(kw_instr_nth("abcabc", "bc", 1, 1), 2);
-  EXPECT_EQ(kw_instr_nth("abcabc", "bc", 1, 2), 5);
-  EXPECT_EQ(kw_instr_nth("abcabc", "bc", 1, 3), 0);
-  EXPECT_EQ(kw_instr_nth("abcabc", "bc", 1, 0), 5);  // n below 1: the last one
-  EXPECT_EQ(kw_instr_nth("abcabc", "a", 3, 1), 4);
-  EXPECT_EQ(kw_instr_nth("aaaa", "aa", 1, 2), 2);
-  EXPECT_EQ(kw_instr_nth("xyz", "q", 1, 0), 0);  // none: start - 1
-  EXPECT_EQ(kw_instr_nth("xyz", "q", 5, 0), 4);
-  EXPECT_EQ(kw_instr_after("abcabc", "bc", 1, 1), 4);
-  EXPECT_EQ(kw_instr_after("abcabc", "bc", 1, 0), 7);
-  EXPECT_EQ(kw_instr_after("abcabc", "q", 1, 1), 0);
+  // n below 1 finds the last one; finding none gives start - 1.
+  const std::pair<int, int> found[] = {
+      {kw_instr_nth("abcabc", "bc", 1, 1), 2},   {kw_instr_nth("abcabc", "bc", 1, 2), 5},
+      {kw_instr_nth("abcabc", "bc", 1, 3), 0},   {kw_instr_nth("abcabc", "bc", 1, 0), 5},
+      {kw_instr_nth("abcabc", "a", 3, 1), 4},    {kw_instr_nth("aaaa", "aa", 1, 2), 2},
+      {kw_instr_nth("xyz", "q", 1, 0), 0},       {kw_instr_nth("xyz", "q", 5, 0), 4},
+      {kw_instr_after("abcabc", "bc", 1, 1), 4}, {kw_instr_after("abcabc", "bc", 1, 0), 7},
+      {kw_instr_after("abcabc", "q", 1, 1), 0}};
+  for (size_t i = 0; i < std::size(found); ++i) EXPECT_EQ(found[i].first, found[i].second) << i;
 }
 
 TEST(KwEdit, InsertReplaceTranslateAndRepeat) {
-  EXPECT_EQ(kw_insert("abc", 2, "X"), "aXbc");
-  EXPECT_EQ(kw_insert("abc", 10, "X"), "abcX");
-  EXPECT_EQ(kw_insert("abc", 0, "X"), "Xabc");
-  EXPECT_EQ(kw_replace("aaa", "a", "aa"), "aaaaaa");  // what was put in is not rescanned
-  EXPECT_EQ(kw_replace("a.b.c", ".", ""), "abc");
-  EXPECT_EQ(kw_replace("abc", "", "x"), "abc");
-  EXPECT_EQ(kw_translate("hello", "lo", "L", false), "heLL");
-  EXPECT_EQ(kw_translate("hello", "lo", "L", true), "heL");
-  EXPECT_EQ(kw_translate("a--b", "-", "_", true), "a_b");
-  EXPECT_EQ(kw_translate("abc", "", "x", true), "abc");
-  EXPECT_EQ(kw_repeat("ab", 3), "ababab");
-  EXPECT_EQ(kw_repeat("ab", 0), "");
-  EXPECT_EQ(kw_repeat("ab", -2), "");
+  // What kw_replace put in is not rescanned.
+  const std::pair<std::string, const char*> cases[] = {
+      {kw_insert("abc", 2, "X"), "aXbc"},
+      {kw_insert("abc", 10, "X"), "abcX"},
+      {kw_insert("abc", 0, "X"), "Xabc"},
+      {kw_replace("aaa", "a", "aa"), "aaaaaa"},
+      {kw_replace("a.b.c", ".", ""), "abc"},
+      {kw_replace("abc", "", "x"), "abc"},
+      {kw_translate("hello", "lo", "L", false), "heLL"},
+      {kw_translate("hello", "lo", "L", true), "heL"},
+      {kw_translate("a--b", "-", "_", true), "a_b"},
+      {kw_translate("abc", "", "x", true), "abc"},
+      {kw_repeat("ab", 3), "ababab"},
+      {kw_repeat("ab", 0), ""},
+      {kw_repeat("ab", -2), ""}};
+  for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected);
 }
 
 TEST(KwLists, FindHasAndPrefix) {
@@ -111,71 +110,54 @@ TEST(KwLists, FindHasAndPrefix) {
 }
 
 TEST(KwBase, ParsingFoldsCaseBelowBase37AndRejectsForeignSymbols) {
-  std::string text = "FF";
-  int64_t value = -1;
-  EXPECT_TRUE(kw_parse_base(text, 16, value));
-  EXPECT_EQ(value, 255);
-  EXPECT_EQ(text, "ff");  // folded in place
-
-  text = "Zz";
-  EXPECT_TRUE(kw_parse_base(text, 64, value));
-  EXPECT_EQ(value, 61 * 64 + 35);
-  EXPECT_EQ(text, "Zz");
-  text = "_@";
-  EXPECT_TRUE(kw_parse_base(text, 64, value));
-  EXPECT_EQ(value, 62 * 64 + 63);
-
-  for (const char* bad : {"19", "", "-7", "7 "}) {
-    text = bad;
-    value = -1;
-    EXPECT_FALSE(kw_parse_base(text, 8, value)) << bad;
-    EXPECT_EQ(value, 0) << bad;
+  // Text, base, value (0: refused), and the text afterwards: folded in place below base 37.
+  const std::tuple<const char*, int, int64_t, const char*> cases[] = {
+      {"FF", 16, 255, "ff"},
+      {"Zz", 64, 61 * 64 + 35, "Zz"},
+      {"_@", 64, 62 * 64 + 63, "_@"},
+      {"19", 8, 0, "19"},
+      {"", 8, 0, ""},
+      {"-7", 8, 0, "-7"},
+      {"7 ", 8, 0, "7 "}};
+  for (const auto& [given, base, expected, after] : cases) {
+    std::string text = given;
+    int64_t value = -1;
+    EXPECT_EQ(kw_parse_base(text, base, value), expected != 0) << given;
+    EXPECT_EQ(value, expected) << given;
+    EXPECT_EQ(text, after);
   }
 }
 
-TEST(KwBase, FormattingConsumesTheValue) {
-  int64_t value = 255;
-  EXPECT_EQ(kw_format_base(value, 16), "ff");
-  EXPECT_EQ(value, 0);
-  value = -255;
-  EXPECT_EQ(kw_format_base(value, 2), "-11111111");
-  value = 0;
-  EXPECT_EQ(kw_format_base(value, 10), "0");
-  value = std::numeric_limits<int64_t>::min();
-  EXPECT_EQ(kw_format_base(value, 16), "-8000000000000000");
-  value = 4031;
-  std::string digits = kw_format_base(value, 64);
-  EXPECT_EQ(digits, "_@");
-}
-
-TEST_F(KwSeams, FormattingInBaseZeroIsAProgrammersError) {
+TEST_F(KwSeams, FormattingConsumesTheValueAndBaseZeroIsAProgrammersError) {
+  const std::tuple<int64_t, int, const char*> cases[] = {
+      {255, 16, "ff"},
+      {-255, 2, "-11111111"},
+      {0, 10, "0"},
+      {std::numeric_limits<int64_t>::min(), 16, "-8000000000000000"},
+      {4031, 64, "_@"}};
+  for (auto [value, base, text] : cases) {
+    EXPECT_EQ(kw_format_base(value, base), text);
+    EXPECT_EQ(value, 0) << text;
+  }
   int64_t value = 5;
   EXPECT_PROCESS_EXIT(kw_format_base(value, 0), 1);
   ASSERT_EQ(seams.fatal_texts.size(), 1u);
 }
 
 TEST(KwChars, LettersHexAndNewlines) {
-  EXPECT_EQ(kw_letter_of(0), "A");
-  EXPECT_EQ(kw_letter_of(2), "C");
+  const std::pair<std::string, const char*> texts[] = {
+      {kw_letter_of(0), "A"},    {kw_letter_of(2), "C"},
+      {kw_letter52(25), "Z"},    {kw_letter52(26), "a"},
+      {kw_letter52(51), "z"},    {kw_letter52(52), "*"},
+      {kw_letter52(-1), "*"},    {kw_hex8(255), "000000FF"},
+      {kw_hex8(-1), "FFFFFFFF"}, {kw_hex8(std::numeric_limits<int32_t>::min()), "80000000"}};
+  for (const auto& [got, expected] : texts) EXPECT_EQ(got, expected);
   EXPECT_EQ(kw_letter_index("C"), 2);
   EXPECT_EQ(kw_letter_index(kw_letter_of(7)), 7);
-  EXPECT_EQ(kw_letter52(25), "Z");
-  EXPECT_EQ(kw_letter52(26), "a");
-  EXPECT_EQ(kw_letter52(51), "z");
-  EXPECT_EQ(kw_letter52(52), "*");
-  EXPECT_EQ(kw_letter52(-1), "*");
   EXPECT_TRUE(kw_is_letters("abCD"));
-  EXPECT_FALSE(kw_is_letters(""));
-  EXPECT_FALSE(kw_is_letters("ab1"));
-  EXPECT_FALSE(kw_is_letters("\xC4"));
-  EXPECT_EQ(kw_hex8(255), "000000FF");
-  EXPECT_EQ(kw_hex8(-1), "FFFFFFFF");
-  EXPECT_EQ(kw_hex8(std::numeric_limits<int32_t>::min()), "80000000");
-  EXPECT_TRUE(kw_is_newline("\r"));
-  EXPECT_TRUE(kw_is_newline("\n"));
-  EXPECT_TRUE(kw_is_newline("\r\n"));
-  EXPECT_FALSE(kw_is_newline("\n\r"));
-  EXPECT_FALSE(kw_is_newline(""));
+  for (const char* no : {"", "ab1", "\xC4"}) EXPECT_FALSE(kw_is_letters(no)) << no;
+  for (const char* yes : {"\r", "\n", "\r\n"}) EXPECT_TRUE(kw_is_newline(yes));
+  for (const char* no : {"\n\r", ""}) EXPECT_FALSE(kw_is_newline(no));
 }
 
 TEST(KwEscape, SwappedLettersAndTheOctalSwallow) {
@@ -191,20 +173,20 @@ TEST(KwEscape, SwappedLettersAndTheOctalSwallow) {
 }
 
 TEST(KwParse, IntegersStopWhereTheyStopFitting) {
+  // Text, value, where it stopped and the sign it saw (0: not checked).
+  const std::tuple<const char*, int32_t, int, int> ints[] = {{"  -123x", -123, 7, -1},
+                                                             {"2147483647", 2147483647, 11, 1},
+                                                             {"2147483648", 214748364, 10, 0},
+                                                             {"", 0, 1, 0},
+                                                             {"+", 0, 1, 0}};
   int stop = 0, sign = 0;
-  EXPECT_EQ(kw_parse_int("  -123x", stop, sign), -123);
-  EXPECT_EQ(stop, 7);
-  EXPECT_EQ(sign, -1);
-  EXPECT_EQ(kw_parse_int("2147483647", stop, sign), 2147483647);
-  EXPECT_EQ(stop, 11);
-  EXPECT_EQ(sign, 1);
-  EXPECT_EQ(kw_parse_int("2147483648", stop, sign), 214748364);
-  EXPECT_EQ(stop, 10);
-  EXPECT_EQ(kw_parse_int("", stop, sign), 0);
-  EXPECT_EQ(stop, 1);
-  EXPECT_EQ(kw_parse_int("+", stop, sign), 0);
-  EXPECT_EQ(stop, 1);
-
+  for (const auto& [text, value, stopped, signed_as] : ints) {
+    EXPECT_EQ(kw_parse_int(text, stop, sign), value) << text;
+    EXPECT_EQ(stop, stopped) << text;
+    if (signed_as) {
+      EXPECT_EQ(sign, signed_as) << text;
+    }
+  }
   EXPECT_EQ(kw_parse_i16("32768", stop), 3276);
   EXPECT_EQ(stop, 5);
   EXPECT_EQ(kw_parse_i16("-32767", stop), -32767);
@@ -215,8 +197,7 @@ TEST(KwParse, IntegersStopWhereTheyStopFitting) {
   EXPECT_EQ(v, 123);
   EXPECT_FALSE(kw_is_i16_text("12a", v, stop));
   EXPECT_EQ(stop, 3);
-  EXPECT_FALSE(kw_is_i16_text("", v, stop));
-  EXPECT_FALSE(kw_is_i16_text("40000", v, stop));
+  for (const char* no : {"", "40000"}) EXPECT_FALSE(kw_is_i16_text(no, v, stop)) << no;
 }
 
 TEST(KwParse, DoublesTakeFractionAndExponent) {
@@ -225,18 +206,15 @@ TEST(KwParse, DoublesTakeFractionAndExponent) {
     double value;
     int stop;
   };
-  const Case cases[] = {
-      {"1.5e3", 1500, 6},      {"-.5", -0.5, 4}, {"2.5E", 2.5, 4}, {"1e-3x", 0.001, 5},
-      {"6000000000", 6e9, 11}, {"  +7", 7, 5},   {"abc", 0, 1},    {"1,5", 1, 2},
-      {"0.1", 0.1, 4},         {"1e-999", 0, 7},
-  };
+  const Case cases[] = {{"1.5e3", 1500, 6},  {"-.5", -0.5, 4},        {"2.5E", 2.5, 4},
+                        {"1e-3x", 0.001, 5}, {"6000000000", 6e9, 11}, {"  +7", 7, 5},
+                        {"abc", 0, 1},       {"1,5", 1, 2},           {"0.1", 0.1, 4},
+                        {"1e-999", 0, 7},    {"-1e999", -HUGE_VAL, 7}};
   for (const Case& c : cases) {
     int stop = 0;
     EXPECT_EQ(kw_parse_double(c.text, stop), c.value) << c.text;
     EXPECT_EQ(stop, c.stop) << c.text;
   }
-  int stop = 0;
-  EXPECT_EQ(kw_parse_double("-1e999", stop), -HUGE_VAL);
 }
 
 TEST(KwParse, NumericTextIsAWholeNumberBetweenBlanks) {
@@ -269,11 +247,12 @@ std::string wall_text(double wall) {
 
 TEST(KwTime, WallTimesBecomeCivilDates) {
   // References from the system's date tool.
-  EXPECT_EQ(wall_text(0), "1970-01-01 00:00:00.000");
-  EXPECT_EQ(wall_text(951782400000.0), "2000-02-29 00:00:00.000");
-  EXPECT_EQ(wall_text(4107542400000.0 - 1), "2100-02-28 23:59:59.999");
-  EXPECT_EQ(wall_text(-1), "1969-12-31 23:59:59.999");
-  EXPECT_EQ(wall_text(-62135596800000.0), "0001-01-01 00:00:00.000");
+  for (const auto& [wall, text] : {std::pair{0.0, "1970-01-01 00:00:00.000"},
+                                   {951782400000.0, "2000-02-29 00:00:00.000"},
+                                   {4107542400000.0 - 1, "2100-02-28 23:59:59.999"},
+                                   {-1.0, "1969-12-31 23:59:59.999"},
+                                   {-62135596800000.0, "0001-01-01 00:00:00.000"}})
+    EXPECT_EQ(wall_text(wall), text);
 }
 
 TEST_F(KwSeams, TimePicturesAndStampsFollowTheVirtualClock) {

@@ -73,8 +73,7 @@ TEST(DisplayDataButtons, OffersTheButtonsOfTheMaskInOrder) {
       {24, "Load", {"Continue", "Cancel"}, {3, 4}},
       {4, "", {"Continue Anyway"}, {3}},
       {0, "Load", {}, {}},
-      {1 << 5, "", {}, {}},
-  };
+      {1 << 5, "", {}, {}}};
   for (const Case& c : cases) {
     std::vector<std::string> captions;
     std::vector<int> codes;

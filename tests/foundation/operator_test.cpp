@@ -12,6 +12,7 @@ namespace {
 using test::BoxKind;
 using test::ScriptedOperator;
 using test::SeamsTest;
+using Texts = std::vector<std::string>;
 
 class OperatorTest : public SeamsTest {
  protected:
@@ -46,8 +47,7 @@ TEST(GmbInit, PreparesTheTextInOrderEscapesThenLineEndsThenVerticalTabs) {
       {"abc\r\v", 0, "abc\r"},
       {"a\vb\\vc", 0, "abc"},
       {"", 0, ""},
-      {"\r\n\n", 0, ""},
-  };
+      {"\r\n\n", 0, ""}};
   for (const Case& c : cases) {
     GibBox box = gmb_init(c.text, "OK", c.flags, "", "", 0, 8, 36);
     EXPECT_EQ(box.text, c.expected) << "from \"" << c.text << "\"";
@@ -72,13 +72,9 @@ TEST(GmbInit, TurnsSecondsIntoRoundedTenthsAndDropsTheButtonsOfATimedBox) {
 
 TEST(GmbInit, FillsInTheDefaultsOfFontSizeAndWidth) {
   GibBox plain = gmb_init("x", "", 0, "T", "", 0, 0, -3);
-  EXPECT_EQ(plain.font, "Courier New");
-  EXPECT_EQ(plain.size, 6);
-  EXPECT_EQ(plain.width, 36);
+  EXPECT_EQ(std::tie(plain.font, plain.size, plain.width), std::make_tuple("Courier New", 6, 36));
   GibBox given = gmb_init("x", "", kGibWarning | kGibNonModal, "T", "Arial", 0, 10, 60);
-  EXPECT_EQ(given.font, "Arial");
-  EXPECT_EQ(given.size, 10);
-  EXPECT_EQ(given.width, 60);
+  EXPECT_EQ(std::tie(given.font, given.size, given.width), std::make_tuple("Arial", 10, 60));
   EXPECT_TRUE(given.non_modal());
   EXPECT_EQ(given.style(), kGibWarning);
   // The verbatim bit lies inside the low 24 bits but is no style.
@@ -95,19 +91,17 @@ TEST(GmbParseButtons, ReadsEveryCodeOfTheButtonTable) {
     bool style;
     bool spaced;
   };
-  const Case cases[] = {
-      {"?gGo", "Go", 0x00FF00, false, false},
-      {"?yWait", "Wait", 0x00FFFF, false, false},
-      {"?rStop", "Stop", 0x0000FF, false, false},
-      {"?bInfo", "Info", 0xFF0000, false, false},
-      {"?r?iSame", "Same", kColorInherit, false, false},
-      {"?/Alt", "Alt", kColorInherit, true, false},
-      {"?_Gap", "Gap", kColorInherit, false, true},
-      {"?x", "?x", kColorInherit, false, false},
-      {"?", "?", kColorInherit, false, false},
-      {"?g?xy", "?xy", 0x00FF00, false, false},
-      {"Why?g", "Why?g", kColorInherit, false, false},
-  };
+  const Case cases[] = {{"?gGo", "Go", 0x00FF00, false, false},
+                        {"?yWait", "Wait", 0x00FFFF, false, false},
+                        {"?rStop", "Stop", 0x0000FF, false, false},
+                        {"?bInfo", "Info", 0xFF0000, false, false},
+                        {"?r?iSame", "Same", kColorInherit, false, false},
+                        {"?/Alt", "Alt", kColorInherit, true, false},
+                        {"?_Gap", "Gap", kColorInherit, false, true},
+                        {"?x", "?x", kColorInherit, false, false},
+                        {"?", "?", kColorInherit, false, false},
+                        {"?g?xy", "?xy", 0x00FF00, false, false},
+                        {"Why?g", "Why?g", kColorInherit, false, false}};
   for (const Case& c : cases) {
     // Behind a first button, so that row codes could not hide anything.
     GibButtonList list = gmb_parse_buttons("First|" + c.entry);
@@ -123,14 +117,10 @@ TEST(GmbParseButtons, ReadsEveryCodeOfTheButtonTable) {
 
 TEST(GmbParseButtons, SplitsOffToolTipsBeforeReadingCodes) {
   GibButtonList list = gmb_parse_buttons("?gSave?:Write it to ?r flash|Plain?:|?:only tip");
-  ASSERT_EQ(list.buttons.size(), 3u);
-  EXPECT_EQ(list.buttons[0].caption, "Save");
-  EXPECT_EQ(list.buttons[0].tool_tip, "Write it to ?r flash");
+  Texts captions_and_tips;
+  for (const GibButton& b : list.buttons) captions_and_tips.push_back(b.caption + "|" + b.tool_tip);
+  EXPECT_EQ(captions_and_tips, (Texts{"Save|Write it to ?r flash", "Plain|", "|only tip"}));
   EXPECT_EQ(list.buttons[0].color, 0x00FF00);
-  EXPECT_EQ(list.buttons[1].caption, "Plain");
-  EXPECT_EQ(list.buttons[1].tool_tip, "");
-  EXPECT_EQ(list.buttons[2].caption, "");
-  EXPECT_EQ(list.buttons[2].tool_tip, "only tip");
 }
 
 TEST(GmbParseButtons, RowCodesStartRowsExceptOnTheFirstButton) {
@@ -139,15 +129,16 @@ TEST(GmbParseButtons, RowCodesStartRowsExceptOnTheFirstButton) {
   std::vector<int> rows;
   for (const GibButton& b : list.buttons) rows.push_back(b.row);
   EXPECT_EQ(rows, (std::vector<int>{0, 0, 1, 2, 3, 4}));
-  ASSERT_EQ(list.rows.size(), 5u);
-  EXPECT_EQ(list.rows[0].align, RowAlign::Left);  // shaped by the first button's code
-  EXPECT_EQ(list.rows[1].align, RowAlign::Right);
-  EXPECT_EQ(list.rows[2].align, RowAlign::Center);
-  EXPECT_TRUE(list.rows[2].blank_before);
-  EXPECT_FALSE(list.rows[3].blank_before);
-  // Two row codes on one button shape one row: flush left, after a blank row.
-  EXPECT_EQ(list.rows[4].align, RowAlign::Left);
-  EXPECT_TRUE(list.rows[4].blank_before);
+  // Row 0 is shaped by the first button's code; two row codes on one button shape one row:
+  // the last is flush left, after a blank row.
+  std::vector<std::pair<RowAlign, bool>> rows_shaped;
+  for (const auto& row : list.rows) rows_shaped.emplace_back(row.align, row.blank_before);
+  ASSERT_EQ(rows_shaped.size(), 5u);
+  EXPECT_EQ(rows_shaped[0].first, RowAlign::Left);
+  EXPECT_EQ(rows_shaped[1].first, RowAlign::Right);
+  EXPECT_EQ(rows_shaped[2], std::pair(RowAlign::Center, true));
+  EXPECT_FALSE(rows_shaped[3].second);
+  EXPECT_EQ(rows_shaped[4], std::pair(RowAlign::Left, true));
   EXPECT_EQ(list.buttons[5].caption, "F");
 }
 
@@ -158,12 +149,11 @@ TEST(GmbParseButtons, FindsTheDefaultAndTheCancelButton) {
     int cancel_button;
   };
   const Case cases[] = {
-      {"OK|Cancel", 0, 1},          {"OK|?!Later", 1, -1},  // "?!" on a later button beats "OK"
-      {"?!Now|OK", 0, -1},                                  // and an earlier one too
-      {"Yes|No", -1, -1},           {"ok|cancel", -1, -1},  // captions match exactly
-      {"?gOK|?rCancel", 0, 1},                              // after their codes are read
-      {"OK |Cancel?:Leave", -1, 1},
-  };
+      {"OK|Cancel", 0, 1},         {"OK|?!Later", 1, -1},  // "?!" on a later button beats "OK"
+      {"?!Now|OK", 0, -1},                                 // and an earlier one too
+      {"Yes|No", -1, -1},          {"ok|cancel", -1, -1},  // captions match exactly
+      {"?gOK|?rCancel", 0, 1},                             // after their codes are read
+      {"OK |Cancel?:Leave", -1, 1}};
   for (const Case& c : cases) {
     GibButtonList list = gmb_parse_buttons(c.list);
     EXPECT_EQ(list.default_button, c.default_button) << c.list;
@@ -208,12 +198,11 @@ TEST_F(OperatorTest, GibShowsThePreparedBoxAndReturnsThePressedButton) {
   ASSERT_EQ(op.shown.size(), 2u);
   const test::Shown& first = op.shown[0];
   EXPECT_EQ(first.kind, BoxKind::Gib);
-  EXPECT_EQ(first.text, "Communications Failure on COM1\r3 attempts");
-  EXPECT_EQ(first.buttons, (std::vector<std::string>{"Abort", "Retry", "Skip"}));
+  EXPECT_EQ((Texts{first.text, first.font, first.title, op.shown[1].font}),
+            (Texts{"Communications Failure on COM1\r3 attempts", "Courier New", "COM1",
+                   "Courier New"}));  // an empty font is the default one
+  EXPECT_EQ(first.buttons, (Texts{"Abort", "Retry", "Skip"}));
   EXPECT_EQ(first.flags, 16);
-  EXPECT_EQ(first.font, "Courier New");
-  EXPECT_EQ(first.title, "COM1");
-  EXPECT_EQ(op.shown[1].font, "Courier New");  // an empty font is the default one
 }
 
 TEST_F(OperatorTest, ShortFormsCarryTheirStyleAndShowNothingForAnEmptyText) {
@@ -298,8 +287,7 @@ TEST(GibcbParse, SharesPieceZeroAndSplitsTheOthersByState) {
       {"^2.015 kHz ^7.8125 kHz^ Highest Filter", "2.015 kHz  Highest Filter",
        "7.8125 kHz Highest Filter"},
       {"^Don't ^^Fix^^ed^ Duty Cycle", "Don't Fix Duty Cycle", "Fixed Duty Cycle"},
-      {"Plain", "Plain", "Plain"},
-  };
+      {"Plain", "Plain", "Plain"}};
   for (const Case& c : cases) {
     std::vector<GibcbSetting> settings = gibcb_parse(c.entry);
     ASSERT_EQ(settings.size(), 1u) << c.entry;
@@ -355,27 +343,19 @@ TEST_F(OperatorTest, GibcbShowsTheWordAsSettingsAndRebuildsItFromTheToggles) {
 TEST(UserInputParseText, FillsLabelDataCommentAndStartsAFieldAfterAnEmptyPiece) {
   std::vector<UserInputField> f =
       user_input_parse_text("|", " Model |KST-1| the model number |Serial|)  5 ||Customer||Port|}");
-  ASSERT_EQ(f.size(), 4u);
-  EXPECT_EQ(f[0].label, "Model");
-  EXPECT_EQ(f[0].data, "KST-1");
-  EXPECT_EQ(f[0].comment, "the model number");
-  EXPECT_TRUE(f[0].enabled);
-  EXPECT_EQ(f[1].label, "Serial");
-  EXPECT_EQ(f[1].data, "5");  // read-only mark removed, rest trimmed
-  EXPECT_FALSE(f[1].enabled);
-  EXPECT_EQ(f[1].comment, "");
-  EXPECT_EQ(f[2].label, "Customer");  // two separators in a row: a new field
-  EXPECT_EQ(f[2].data, "");
-  EXPECT_EQ(f[3].label, "Port");
-  EXPECT_EQ(f[3].data, "");
-  EXPECT_FALSE(f[3].enabled);
-
-  std::vector<UserInputField> marks = user_input_parse_text(",", "A,]x,,B,}y,,C, z ");
-  ASSERT_EQ(marks.size(), 3u);
-  EXPECT_FALSE(marks[0].enabled);
-  EXPECT_FALSE(marks[1].enabled);
-  EXPECT_TRUE(marks[2].enabled);
-  EXPECT_EQ(marks[2].data, " z ");  // editable data is kept as given
+  // Each field as label/data/comment and "+" editable or "-" read-only: the read-only mark
+  // is removed and the rest trimmed; two separators in a row start a new field; editable
+  // data is kept as given.
+  auto shape = [](const std::vector<UserInputField>& fields) {
+    Texts out;
+    for (const auto& x : fields)
+      out.push_back(x.label + "/" + x.data + "/" + x.comment + (x.enabled ? "+" : "-"));
+    return out;
+  };
+  EXPECT_EQ(shape(f),
+            (Texts{"Model/KST-1/the model number+", "Serial/5/-", "Customer//+", "Port//-"}));
+  EXPECT_EQ(shape(user_input_parse_text(",", "A,]x,,B,}y,,C, z ")),
+            (Texts{"A/x/-", "B/y/-", "C/ z /+"}));
 
   std::string text;
   for (int i = 0; i < 60; ++i) text += "L" + std::to_string(i) + "|d||";

@@ -13,12 +13,8 @@ namespace {
 using test::TempDir;
 
 const std::string kAllGroups = "TORQUE|TEMPERATURE|SPEED|POWER|ENERGY|FORCE";
-const std::string kDegF =
-    "\xBA"
-    "F";
-const std::string kDegC =
-    "\xBA"
-    "C";
+const std::string kDegF = std::string("\xBA") + "F";
+const std::string kDegC = std::string("\xBA") + "C";
 
 class UnitsTest : public test::SeamsTest {
  protected:
@@ -51,13 +47,12 @@ class UnitsTest : public test::SeamsTest {
 
 TEST_F(UnitsTest, ExpressionsRunLeftToRightWithEqualRank) {
   units_init(kAllGroups);
-  EXPECT_EQ(units_eval("2*3/4"), 1.5);
-  EXPECT_EQ(units_eval("12/4*3"), 9.0);
-  EXPECT_EQ(units_eval(" 8 / 2 / 2 "), 2.0);
-  EXPECT_EQ(units_eval("-273.15"), -273.15);
-  EXPECT_EQ(units_eval("+1e3"), 1000.0);
-  EXPECT_EQ(units_eval("lbf-in*12"), 0.11298482902761668 * 12);
-  EXPECT_EQ(units_eval("kW-h/W-h"), 1000.0);
+  const std::pair<const char*, double> cases[] = {
+      {"2*3/4", 1.5},       {"12/4*3", 9.0},  {" 8 / 2 / 2 ", 2.0},
+      {"-273.15", -273.15}, {"+1e3", 1000.0}, {"lbf-in*12", 0.11298482902761668 * 12},
+      {"kW-h/W-h", 1000.0}};
+  for (const auto& [expression, value] : cases)
+    EXPECT_EQ(units_eval(expression), value) << expression;
   EXPECT_TRUE(op.shown.empty());
 }
 
@@ -85,22 +80,20 @@ TEST_F(UnitsTest, BuiltInTableMatchesPublishedConversions) {
     const char* name;
     int group;
     double base;
-  } cases[] = {
-      {"lbf-in", torque, 4.4482216152605 * 0.0254},
-      {"lbf-ft", torque, 1.3558179483314004},
-      {"kgf-cm", torque, 0.0980665},
-      {"rpm", speed, 0.10471975511965977},
-      {"degree/h", speed, 0.017453292519943295 / 3600},
-      {"grads/s", speed, 0.015707963267948967},
-      {"hp", power, 745.69987158227022},
-      {"hp(metric)", power, 75 * 9.80665},
-      {"Btu/h", power, 1054.3502644888888 / 3600},
-      {"ton", power, 3516.8528420667},
-      {"lbfinrpm", power, 4.4482216152605 * 0.0254 * 2 * M_PI / 60},
-      {"hp-h", energy, 745.69987158227022 * 3600},
-      {"therm", energy, 1054.3502644888888e5},
-      {"ton", force, 2000 * 4.4482216152605},
-  };
+  } cases[] = {{"lbf-in", torque, 4.4482216152605 * 0.0254},
+               {"lbf-ft", torque, 1.3558179483314004},
+               {"kgf-cm", torque, 0.0980665},
+               {"rpm", speed, 0.10471975511965977},
+               {"degree/h", speed, 0.017453292519943295 / 3600},
+               {"grads/s", speed, 0.015707963267948967},
+               {"hp", power, 745.69987158227022},
+               {"hp(metric)", power, 75 * 9.80665},
+               {"Btu/h", power, 1054.3502644888888 / 3600},
+               {"ton", power, 3516.8528420667},
+               {"lbfinrpm", power, 4.4482216152605 * 0.0254 * 2 * M_PI / 60},
+               {"hp-h", energy, 745.69987158227022 * 3600},
+               {"therm", energy, 1054.3502644888888e5},
+               {"ton", force, 2000 * 4.4482216152605}};
   for (const auto& c : cases)
     EXPECT_NEAR(in_base(c.name, c.group), c.base, std::abs(c.base) * 1e-12) << c.name;
 
@@ -131,24 +124,12 @@ TEST_F(UnitsTest, IndicesOutOfRangeGiveNothing) {
 
 TEST_F(UnitsTest, TheFileBesideTheProgramReplacesTheTable) {
   fallback.write("ovn-units.ini", "[TORQUE]\nfallback 1\n");
-  std::string path = beside.write("ovn-units.ini",
-                                  "# site units\n"
-                                  "[Words]\n"
-                                  "foot 0.3048  # exact\n"
-                                  "lbf 4.4482216152605\n"
-                                  "\n"
-                                  "[TORQUE]\r\n"
-                                  "  lbf-ft   lbf * foot \r\n"
-                                  "lbf-in lbf-ft/12\n"
-                                  "[torque]\n"
-                                  "shouted 5\n"
-                                  "[TEMPERATURE]\n"
-                                  "C 1:-273.15\n"
-                                  "F 5/9:-255.3722222222222/0.5555555555555556\n"
-                                  "[Words]\n"
-                                  "foot 0.5\n"
-                                  "[TORQUE]\n"
-                                  "foot-lbf foot*lbf\n");
+  std::string path =
+      beside.write("ovn-units.ini",
+                   "# site units\n[Words]\nfoot 0.3048  # exact\nlbf 4.4482216152605\n\n"
+                   "[TORQUE]\r\n  lbf-ft   lbf * foot \r\nlbf-in lbf-ft/12\n[torque]\nshouted 5\n"
+                   "[TEMPERATURE]\nC 1:-273.15\nF 5/9:-255.3722222222222/0.5555555555555556\n"
+                   "[Words]\nfoot 0.5\n[TORQUE]\nfoot-lbf foot*lbf\n");
   EXPECT_TRUE(units_init("TEMPERATURE|TORQUE"));
   EXPECT_EQ(units_file(), path);
   ASSERT_EQ(units_count(1), 3);
@@ -175,10 +156,7 @@ TEST_F(UnitsTest, TheFileBesideTheProgramReplacesTheTable) {
 
 TEST_F(UnitsTest, AZeroFactorIsReportedWhereItIsUsedAndHasNoReciprocal) {
   beside.write("ovn-units.ini",
-               "[SPEED]\n"
-               "stopped 0\n"
-               "still stopped*2:10\n"
-               "unknown furlong/fortnight\n");
+               "[SPEED]\nstopped 0\nstill stopped*2:10\nunknown furlong/fortnight\n");
   auto texts = expect_undefined({"stopped", "furlong", "fortnight"});
   EXPECT_TRUE(units_init("SPEED"));
   EXPECT_EQ(op.texts(), texts);
@@ -190,19 +168,18 @@ TEST_F(UnitsTest, AZeroFactorIsReportedWhereItIsUsedAndHasNoReciprocal) {
 
 TEST_F(UnitsTest, TheShippedFileSaysWhatTheBuiltInTableSays) {
   units_init(kAllGroups);
-  std::vector<std::tuple<std::string, double, double>> built_in;
-  for (int g = 0; g < 6; ++g)
-    for (int u = 0; u < units_count(g); ++u)
-      built_in.emplace_back(units_name(u, g), units_factor(u, g), units_offset(u, g));
-
+  auto table = [] {
+    std::vector<std::tuple<std::string, double, double>> all;
+    for (int g = 0; g < 6; ++g)
+      for (int u = 0; u < units_count(g); ++u)
+        all.emplace_back(units_name(u, g), units_factor(u, g), units_offset(u, g));
+    return all;
+  };
+  const auto built_in = table();
   units_set_search_dirs(beside.path(), OVN_SOURCE_DIR "/data");
   EXPECT_TRUE(units_init(kAllGroups));
   EXPECT_EQ(units_file(), OVN_SOURCE_DIR "/data/ovn-units.ini");
-  std::vector<std::tuple<std::string, double, double>> shipped;
-  for (int g = 0; g < 6; ++g)
-    for (int u = 0; u < units_count(g); ++u)
-      shipped.emplace_back(units_name(u, g), units_factor(u, g), units_offset(u, g));
-  EXPECT_EQ(shipped, built_in);
+  EXPECT_EQ(table(), built_in);
   EXPECT_TRUE(op.shown.empty());
 }
 

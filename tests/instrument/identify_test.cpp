@@ -89,12 +89,10 @@ TEST_F(IdentifyTest, AWqpmIsToldByTheLengthOfItsReplyWithTheLineEnd) {
   struct Case {
     std::string reply;
     std::string result;
-  } cases[] = {
-      {"1234567", "WQPM:Bad Response to CCA:1234567\r"},  // 8 with the CR
-      {"12345678", ""},                                   // 9
-      {"abc de!?", ""},                                   // 9, whatever the characters
-      {"123456789", "WQPM:Bad Response to CCA:123456789\r"},
-  };
+  } cases[] = {{"1234567", "WQPM:Bad Response to CCA:1234567\r"},  // 8 with the CR
+               {"12345678", ""},                                   // 9
+               {"abc de!?", ""},                                   // 9, whatever the characters
+               {"123456789", "WQPM:Bad Response to CCA:123456789\r"}};
   for (const Case& c : cases) {
     sim.table["CCA"] = c.reply;
     EXPECT_EQ(tm_identify(kTmWqpm, ""), c.result) << c.reply;
@@ -119,8 +117,7 @@ TEST_F(IdentifyTest, WrongRepliesAreToldInTheFamilysOwnWords) {
       {SimFamily::S350, "VR", "Model 350 v7", kTmS350Plus, "350 Bad Response:"},
       {SimFamily::S350Plus, "VR", "Model 350+v7", kTmS350, "350 Bad Response:"},
       {SimFamily::S350Plus, "VR", "Model 977+", kTmS350Plus, ""},
-      {SimFamily::Fga, "v", "encal 3000", kTmFga, "FGA No/Bad Response to v:encal 3000\r"},
-  };
+      {SimFamily::Fga, "v", "encal 3000", kTmFga, "FGA No/Bad Response to v:encal 3000\r"}};
   for (const Case& c : cases) {
     build(c.family);
     rs232_reset_state();
@@ -138,20 +135,18 @@ TEST_F(IdentifyTest, ASilentLineCostsOneReplyWaitPerSendAndNeverAsksTheOperator)
     int32_t type;
     double ms;  // 103 ms a send at 115200 unless the probe asks longer
     std::string result;
-  } cases[] = {
-      {kTmWqpm, 2 * 103, "WQPM:Bad Response to CCA:"},
-      {kTmKst, 6 * 103,
-       "KST Bad Response ATMA:\r\nKST Bad Response BTMA:\r\nKST Bad Response CTMA:\r\n"},
-      {kTmRdx, 6 * 103,
-       "RDX Bad Response AVR:\r\nRDX Bad Response BVR:\r\nRDX Bad Response CVR:\r\n"},
-      {kTmHzym, 2 * 103, "HZYM No/Bad Response to VR:"},
-      {kTmKsvm, 2 * 103, "KSVM No/Bad Response to VR:"},
-      {kTmS350Plus, 6 * 103, "350 Bad Response:"},
-      {kTmFga, 200 + 500, "FGA No/Bad Response to v:"},
-      {kTmNone, 0, ""},
-      {1099, 0, "Bad Type:1099"},
-      {1110, 0, "Bad Type:1110"},
-  };
+  } cases[] = {{kTmWqpm, 2 * 103, "WQPM:Bad Response to CCA:"},
+               {kTmKst, 6 * 103,
+                "KST Bad Response ATMA:\r\nKST Bad Response BTMA:\r\nKST Bad Response CTMA:\r\n"},
+               {kTmRdx, 6 * 103,
+                "RDX Bad Response AVR:\r\nRDX Bad Response BVR:\r\nRDX Bad Response CVR:\r\n"},
+               {kTmHzym, 2 * 103, "HZYM No/Bad Response to VR:"},
+               {kTmKsvm, 2 * 103, "KSVM No/Bad Response to VR:"},
+               {kTmS350Plus, 6 * 103, "350 Bad Response:"},
+               {kTmFga, 200 + 500, "FGA No/Bad Response to v:"},
+               {kTmNone, 0, ""},
+               {1099, 0, "Bad Type:1099"},
+               {1110, 0, "Bad Type:1110"}};
   for (const Case& c : cases) {
     double start = now_ms();
     EXPECT_EQ(tm_identify(c.type, ""), c.result) << c.type;
@@ -164,24 +159,22 @@ TEST(ModelFamily, AModelNumberGivesItsFamilyByStemAndAKslwGivesNone) {
   struct Case {
     const char* model;
     int32_t family;
-  } cases[] = {
-      {"1100(500)", kTmRdx},
-      {"ZQVD2999B(5-2 lbf-in)", kTmRdx},
-      {"1950(100)", kTmRdx},
-      {"52004H(5-2 Nm)", kTmKst},
-      {"ZQVD40000(1k lbf-in)", kTmKst},
-      {"71234", kTmKst},
-      {"61234V(20 Nm)", kTmKsvm},
-      {"80001(1000 ozf-in)", kTmWqpm},
-      {"ZQVD30001", kTmHzym},
-      {"9880002V(5-2 Nm)", kTmNone},
-      {"ZQVD9880002V(5-2 Nm)", kTmNone},
-      {"520041(5 Nm)", kTmNone},
-      {"1099(10)", kTmNone},
-      {"XQVD52004", kTmNone},
-      {"", kTmNone},
-      {"52004 (5 Nm)", kTmNone},
-  };
+  } cases[] = {{"1100(500)", kTmRdx},
+               {"ZQVD2999B(5-2 lbf-in)", kTmRdx},
+               {"1950(100)", kTmRdx},
+               {"52004H(5-2 Nm)", kTmKst},
+               {"ZQVD40000(1k lbf-in)", kTmKst},
+               {"71234", kTmKst},
+               {"61234V(20 Nm)", kTmKsvm},
+               {"80001(1000 ozf-in)", kTmWqpm},
+               {"ZQVD30001", kTmHzym},
+               {"9880002V(5-2 Nm)", kTmNone},
+               {"ZQVD9880002V(5-2 Nm)", kTmNone},
+               {"520041(5 Nm)", kTmNone},
+               {"1099(10)", kTmNone},
+               {"XQVD52004", kTmNone},
+               {"", kTmNone},
+               {"52004 (5 Nm)", kTmNone}};
   for (const Case& c : cases) EXPECT_EQ(tm_info_family_from_model(c.model), c.family) << c.model;
 
   // The KSLW stems exist; they are only never asked by the family test.

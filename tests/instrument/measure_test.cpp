@@ -206,8 +206,7 @@ TEST_F(MeasureTest, EachFamilySetsItsFilterInItsOwnWords) {
        with(kS350Replies, {{"T0", "OK"}, {"FL108", "OK"}, {"FL1", "08"}}),
        2000,
        {"T0", "FL108", "FL1"}},
-      {SimFamily::S350Plus, with(kS350PlusReplies, {{"FL12", "OK"}}), 7812.5, {"FL12"}},
-  };
+      {SimFamily::S350Plus, with(kS350PlusReplies, {{"FL12", "OK"}}), 7812.5, {"FL12"}}};
   for (const Row& row : rows) {
     open(row.family, row.replies);
     port.clear_transcript();
@@ -285,8 +284,7 @@ TEST_F(MeasureTest, FamiliesWithoutAnOperationEndTheProgramWithItsMessage) {
       {[] { tm_info_shunt_set(kShuntNone); }, "Unknown TM type:1109"},
       {[] { tm_info_tare_read(0); }, "Tare not implemented:1109"},
       {[] { tm_info_maxmin_reset(0); }, "Max, Mins not implemented:1109"},
-      {[&] { tm_info_maxmin_read(a, b); }, "Max/Min not implemented:1109"},
-  };
+      {[&] { tm_info_maxmin_read(a, b); }, "Max/Min not implemented:1109"}};
   for (const Row& row : rows) {
     EXPECT_PROCESS_EXIT(row.call(), 1);
     ASSERT_FALSE(seams.fatal_texts.empty());

@@ -67,22 +67,20 @@ TEST(ModelCheck, AModelIsGoodOnlyForTheFamilyOfItsStemAndOnlyWithAWellFormedFull
     int32_t family;
     const char* model;
     int result;
-  } cases[] = {
-      {kTmKst, "ZQVD52002V(2-3 lbf-in)", 0},
-      {kTmKst, "ZQVD61234V(20 Nm)", 1},
-      {kTmKst, "52002V", 2},
-      {kTmKst, "52002V(2-8 Nm)", 14},
-      {kTmKslw, "9880002V(5-2 Nm)", 0},
-      {kTmRdx, "1950(100)", 0},
-      {kTmWqpm, "80001(1000 ozf-in)", 0},
-      {kTmHzym, "30001(5-2 Nm)", 0},
-      {kTmKsvm, "61234V(20 Nm)", 0},
-      {kTmS350, "52002V(2-3 lbf-in)", 2},
-      {kTmS350Plus, "52002V(2-3 lbf-in)", 2},
-      {kTmFga, "52002V(2-3 lbf-in)", 2},
-      {kTmNone, "52002V(2-3 lbf-in)", 2},
-      {kTmKsvm, "1950(100)", 1},
-  };
+  } cases[] = {{kTmKst, "ZQVD52002V(2-3 lbf-in)", 0},
+               {kTmKst, "ZQVD61234V(20 Nm)", 1},
+               {kTmKst, "52002V", 2},
+               {kTmKst, "52002V(2-8 Nm)", 14},
+               {kTmKslw, "9880002V(5-2 Nm)", 0},
+               {kTmRdx, "1950(100)", 0},
+               {kTmWqpm, "80001(1000 ozf-in)", 0},
+               {kTmHzym, "30001(5-2 Nm)", 0},
+               {kTmKsvm, "61234V(20 Nm)", 0},
+               {kTmS350, "52002V(2-3 lbf-in)", 2},
+               {kTmS350Plus, "52002V(2-3 lbf-in)", 2},
+               {kTmFga, "52002V(2-3 lbf-in)", 2},
+               {kTmNone, "52002V(2-3 lbf-in)", 2},
+               {kTmKsvm, "1950(100)", 1}};
   for (const Case& c : cases) {
     double full_scale = 0, units = 0;
     std::string unit;
@@ -123,16 +121,14 @@ TEST(ModelSpeed, KstStemsGiveTheirGroupsSpeedAndTheHighSpeedFrameAsksForAnH) {
       {"59999V(1 Nm)", 0},  // a KST stem not in the table
       {"60001", 0},         // not a KST stem
       {"5200", 0},
-      {"", 0},
-  };
+      {"", 0}};
   for (const auto& [model, rpm] : cases) EXPECT_EQ(tm_info_model_fs_limit(model), rpm) << model;
 }
 
 TEST(ModelFormat, AFullScaleIsWrittenAsItsSignificantDigitsAndTheZerosTakenOff) {
   const std::pair<double, const char*> cases[] = {
       {2000, "2(-3)"},  {500, "5(-2)"},     {1500, "15(-2)"}, {25, "25(-0)"},
-      {2.5, "2.5(-0)"}, {0.25, "0.25(-0)"}, {0, "0(-0)"},     {2001.0002, "2001.0002(-0)"},
-  };
+      {2.5, "2.5(-0)"}, {0.25, "0.25(-0)"}, {0, "0(-0)"},     {2001.0002, "2001.0002(-0)"}};
   for (const auto& [value, text] : cases) EXPECT_EQ(tm_info_format_fs(value), text) << value;
   EXPECT_EQ(tm_info_model_unit("1950(100)"), "lbf");
   EXPECT_EQ(tm_info_model_unit("ZQVD52002V(2-3 lbf-in)"), "lbf-in");

@@ -68,8 +68,7 @@ TEST(TmInfoRules, FileNamesHoldNoCharacterAFileSystemRefuses) {
       {"  Cust.M-S..611  ", "Cust.M-S.611"},
       {"C.M-.S.611", "C.M.S.611"},
       {"C...M", "C..M"},  // one pass only
-      {".-.-", ""},
-  };
+      {".-.-", ""}};
   for (const auto& [raw, clean] : cases) EXPECT_EQ(tm_info_clean_file_name(raw), clean) << raw;
 }
 

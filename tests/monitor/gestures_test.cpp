@@ -13,10 +13,8 @@ TEST(Gestures, AGestureTravelsInItsCommandAndComesBackWhole) {
   struct Case {
     ChartGesture gesture;
     int32_t command;
-  } cases[] = {
-      {{1, 1, 0}, 30040}, {{1, 2, 1}, 30049}, {{2, 1, 3}, 30075},
-      {{3, 2, 7}, 30119}, {{0, 1, 0}, 30136}, {{0, 2, 2}, 30146},
-  };
+  } cases[] = {{{1, 1, 0}, 30040}, {{1, 2, 1}, 30049}, {{2, 1, 3}, 30075},
+               {{3, 2, 7}, 30119}, {{0, 1, 0}, 30136}, {{0, 2, 2}, 30146}};
   for (const Case& c : cases) {
     EXPECT_EQ(gesture_to_command(c.gesture), c.command);
     EXPECT_EQ(gesture_from_command(c.command), c.gesture) << c.command;
@@ -34,15 +32,13 @@ TEST(Gestures, EachControlTurnsItsPressesIntoItsCommands) {
     int index, button, shift;
     bool technician;
     int32_t command;
-  } cases[] = {
-      {S::Data, 0, 1, 0, false, 0},       {S::Data, 0, 1, 0, true, 30040},
-      {S::Data, 4, 1, 1, false, 30073},   {S::Data, 1, 2, 7, false, 60},
-      {S::Data, 1, 1, 7, true, 30079},    {S::Limits, 5, 1, 1, false, 30105},
-      {S::Limits, 0, 1, 0, false, 30040}, {S::Chart, 0, 2, 0, false, 30144},
-      {S::Chart, 2, 1, 2, false, 30138},  {S::MaxMin, 0, 1, 0, false, 37},
-      {S::MaxMin, 2, 2, 0, true, 38},     {S::MaxMin, 0, 1, 1, false, 0},
-      {S::Units, 1, 2, 3, false, 50},
-  };
+  } cases[] = {{S::Data, 0, 1, 0, false, 0},       {S::Data, 0, 1, 0, true, 30040},
+               {S::Data, 4, 1, 1, false, 30073},   {S::Data, 1, 2, 7, false, 60},
+               {S::Data, 1, 1, 7, true, 30079},    {S::Limits, 5, 1, 1, false, 30105},
+               {S::Limits, 0, 1, 0, false, 30040}, {S::Chart, 0, 2, 0, false, 30144},
+               {S::Chart, 2, 1, 2, false, 30138},  {S::MaxMin, 0, 1, 0, false, 37},
+               {S::MaxMin, 2, 2, 0, true, 38},     {S::MaxMin, 0, 1, 1, false, 0},
+               {S::Units, 1, 2, 3, false, 50}};
   for (const Case& c : cases) {
     EXPECT_EQ(gesture_command(c.source, c.index, c.button, c.shift, c.technician), c.command)
         << static_cast<int>(c.source) << " " << c.index << " " << c.button << " " << c.shift;
@@ -54,22 +50,20 @@ TEST(Gestures, LimitGesturesCentreZoomAndFollowTheMaxAndMin) {
     const char *upper, *lower;
     int shift, button;
     double max, min;
-    const char *new_upper, *new_lower;  // nullptr: nothing happens
-  } cases[] = {
-      {"150", "50", 3, 1, 0, 0, "50", "-50"},  // centre around 0
-      {"150", "50", 3, 2, 0, 0, "50", "-50"},
-      {"150", "50", 1, 1, 0, 0, "125", "75"},  // zoom in
-      {"150", "50", 1, 2, 0, 0, "200", "0"},   // zoom out
-      {"0.3", "0.1", 1, 1, 0, 0, "0.25", "0.15"},
-      {"", "-100", 1, 1, 0, 0, nullptr, nullptr},  // empty box: nothing happens
-      {"abc", "1", 3, 2, 0, 0, nullptr, nullptr},
-      {"150", "50", 2, 1, 0, 0, nullptr, nullptr},  // the colour, not the limits
-      {"150", "50", 0, 1, 0, 0, nullptr, nullptr},
-      {"", "", 4, 1, 12.5, -3, "12.5", "-3"},      // centre around max and min
-      {"1", "0", 4, 2, 7, 7, "7.0001", "6.9999"},  // a flat signal gets room
-      {"1", "0", 5, 1, 10, 0, "60", "-50"},        // five spans outside
-      {"1", "0", 5, 1, 1, 1, "1.0011", "0.9989"},
-  };
+    const char *new_upper, *new_lower;                  // nullptr: nothing happens
+  } cases[] = {{"150", "50", 3, 1, 0, 0, "50", "-50"},  // centre around 0
+               {"150", "50", 3, 2, 0, 0, "50", "-50"},
+               {"150", "50", 1, 1, 0, 0, "125", "75"},  // zoom in
+               {"150", "50", 1, 2, 0, 0, "200", "0"},   // zoom out
+               {"0.3", "0.1", 1, 1, 0, 0, "0.25", "0.15"},
+               {"", "-100", 1, 1, 0, 0, nullptr, nullptr},  // empty box: nothing happens
+               {"abc", "1", 3, 2, 0, 0, nullptr, nullptr},
+               {"150", "50", 2, 1, 0, 0, nullptr, nullptr},  // the colour, not the limits
+               {"150", "50", 0, 1, 0, 0, nullptr, nullptr},
+               {"", "", 4, 1, 12.5, -3, "12.5", "-3"},      // centre around max and min
+               {"1", "0", 4, 2, 7, 7, "7.0001", "6.9999"},  // a flat signal gets room
+               {"1", "0", 5, 1, 10, 0, "60", "-50"},        // five spans outside
+               {"1", "0", 5, 1, 1, 1, "1.0011", "0.9989"}};
   for (const Case& c : cases) {
     auto got = limits_gesture(c.upper, c.lower, {1, c.button, c.shift}, c.max, c.min);
     if (c.new_upper == nullptr) {

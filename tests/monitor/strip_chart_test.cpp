@@ -26,6 +26,11 @@ class StripChartTest : public test::SeamsTest {
   std::string stored(const std::string& key) {
     return seams.settings.get("KST", "Graphing", key).value_or("<none>");
   }
+  std::vector<std::string> stored(const std::vector<std::string>& keys) {
+    std::vector<std::string> values;
+    for (const auto& key : keys) values.push_back(stored(key));
+    return values;
+  }
   // Reads the settings with full scales 100, 3000, 50 and starts a screen.
   void start() {
     graph_read_settings(g, {100, 3000, 50});
@@ -48,25 +53,17 @@ class StripChartTest : public test::SeamsTest {
 
 TEST_F(StripChartTest, AFreshStoreGetsTheDefaultsAndKeepsThem) {
   start();
-  EXPECT_EQ(g.bg_color, 0);
   // Entries 10, 11 and 13 of the classic palette: light green, light cyan, light magenta.
-  EXPECT_EQ(g.chn[0].color, rgb(0, 255, 0));
-  EXPECT_EQ(g.chn[1].color, rgb(0, 255, 255));
-  EXPECT_EQ(g.chn[2].color, rgb(255, 0, 255));
+  EXPECT_EQ((std::vector<int32_t>{g.bg_color, g.chn[0].color, g.chn[1].color, g.chn[2].color}),
+            (std::vector<int32_t>{0, rgb(0, 255, 0), rgb(0, 255, 255), rgb(255, 0, 255)}));
   EXPECT_EQ(g.txt_grlimits,
             (std::array<std::string, 6>{"100", "3000", "50", "-100", "-3000", "-50"}));
-  EXPECT_FALSE(g.cb_gridlines);
-  EXPECT_FALSE(g.cb_dots);
-  EXPECT_EQ(g.ms_per_screen, 10000);
-  EXPECT_EQ(g.erase_width_ms, 200);
-  EXPECT_EQ(g.txt_sec_per_screen, "10");
-
-  EXPECT_EQ(stored("ms Per Screen"), "10000");
-  EXPECT_EQ(stored("Color CHN1"), "65280");
-  EXPECT_EQ(stored("BackGround Color"), "0");
-  EXPECT_EQ(stored("Gridlines"), "False");
-  EXPECT_EQ(stored("Limits CHN2 UPPER"), "3000");
-  EXPECT_EQ(stored("Limits CHN3 LOWER"), "-50");
+  EXPECT_FALSE(g.cb_gridlines || g.cb_dots);
+  EXPECT_EQ(std::tie(g.ms_per_screen, g.erase_width_ms, g.txt_sec_per_screen),
+            std::make_tuple(10000, 200, "10"));
+  EXPECT_EQ(stored({"ms Per Screen", "Color CHN1", "BackGround Color", "Gridlines",
+                    "Limits CHN2 UPPER", "Limits CHN3 LOWER"}),
+            (std::vector<std::string>{"10000", "65280", "0", "False", "3000", "-50"}));
 }
 
 TEST_F(StripChartTest, StoredSettingsWinUnlessTheyAreNotNumbers) {
@@ -78,13 +75,11 @@ TEST_F(StripChartTest, StoredSettingsWinUnlessTheyAreNotNumbers) {
   store("Limits CHN1 LOWER", "-20");
   store("Limits CHN3 UPPER", "");
   start();
-  EXPECT_EQ(g.ms_per_screen, 2500);
-  EXPECT_EQ(g.erase_width_ms, 50);
-  EXPECT_EQ(g.txt_sec_per_screen, "2.5");
+  EXPECT_EQ(std::tie(g.ms_per_screen, g.erase_width_ms, g.txt_sec_per_screen),
+            std::make_tuple(2500, 50, "2.5"));
   EXPECT_EQ(g.chn[0].color, rgb(255, 0, 0));
   EXPECT_EQ(g.chn[1].color, rgb(0, 255, 255));
-  EXPECT_TRUE(g.cb_gridlines);
-  EXPECT_TRUE(g.cb_dots);
+  EXPECT_TRUE(g.cb_gridlines && g.cb_dots);
   EXPECT_EQ(g.txt_grlimits[3], "-20");
   EXPECT_EQ(g.txt_grlimits[2], "50");
   EXPECT_EQ(stored("Color CHN2"), "blue");  // a bad value is left for the operator to mend
@@ -100,11 +95,10 @@ TEST_F(StripChartTest, TheScaleMapsTheLimitsToTopAndBottomOrLeavesTheChannelAlon
     const char* upper;
     const char* lower;
     float scale, offset;  // expected; the previous 0.005 / 0.5 when the limits are refused
-  } cases[] = {
-      {"100", "-100", 0.005f, 0.5f},    {"50", "-150", 0.005f, 0.75f}, {"1e3", "0", 0.001f, 0.0f},
-      {"10", "10", 0.005f, 0.5f},       {"-5", "5", 0.005f, 0.5f},     {"", "-100", 0.005f, 0.5f},
-      {"0.0000005", "0", 0.005f, 0.5f},
-  };
+  } cases[] = {{"100", "-100", 0.005f, 0.5f},   {"50", "-150", 0.005f, 0.75f},
+               {"1e3", "0", 0.001f, 0.0f},      {"10", "10", 0.005f, 0.5f},
+               {"-5", "5", 0.005f, 0.5f},       {"", "-100", 0.005f, 0.5f},
+               {"0.0000005", "0", 0.005f, 0.5f}};
   for (const Case& c : cases) {
     g.txt_grlimits = {"100", "3000", "50", "-100", "-3000", "-50"};
     apply_graph_scale(g);
@@ -314,11 +308,10 @@ TEST_F(StripChartTest, TheSecondsPerScreenBoxTakesPositiveNumbersOnly) {
     double ms;         // expected width afterwards
     const char* kept;  // expected stored value
     bool cleared;
-  } cases[] = {
-      {"2.5", 2500, "2500", true},     {"2.5", 2500, "2500", false}, {"abc", 2500, "2500", false},
-      {"0", 2500, "2500", false},      {"-3", 2500, "2500", false},  {"", 2500, "2500", false},
-      {"0.0001", 2500, "2500", false}, {"60", 60000, "60000", true},
-  };
+  } cases[] = {{"2.5", 2500, "2500", true},     {"2.5", 2500, "2500", false},
+               {"abc", 2500, "2500", false},    {"0", 2500, "2500", false},
+               {"-3", 2500, "2500", false},     {"", 2500, "2500", false},
+               {"0.0001", 2500, "2500", false}, {"60", 60000, "60000", true}};
   for (const Case& c : cases) {
     canvas.calls.clear();
     seams.log.lines.clear();

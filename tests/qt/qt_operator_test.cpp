@@ -119,14 +119,12 @@ TEST_F(QtOperatorTest, GibButtonsAnswerWithTheirIndexEnterPressesTheDefaultEscap
     const char* buttons;
     Act act;
     int expected;
-  } cases[] = {
-      {"Yes|No|Maybe", Act::Click2, 2},
-      {"OK|?!Retry|Cancel", Act::Enter, 1},  // "?!" beats an earlier "OK"
-      {"Cancel|OK", Act::Enter, 1},
-      {"OK|Cancel", Act::Escape, 1},
-      {"Yes|No", Act::EscapeThenClick0, 0},  // no "Cancel": Escape is not an answer
-      {"Stop|Cancel", Act::CloseWindow, 1},
-  };
+  } cases[] = {{"Yes|No|Maybe", Act::Click2, 2},
+               {"OK|?!Retry|Cancel", Act::Enter, 1},  // "?!" beats an earlier "OK"
+               {"Cancel|OK", Act::Enter, 1},
+               {"OK|Cancel", Act::Escape, 1},
+               {"Yes|No", Act::EscapeThenClick0, 0},  // no "Cancel": Escape is not an answer
+               {"Stop|Cancel", Act::CloseWindow, 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.buttons);
     bool still_open_after_escape = false;
@@ -477,14 +475,12 @@ TEST_F(QtOperatorTest, PlainDialogsReportTheOperatorsAnswer) {
     MsgButtons buttons;
     QMessageBox::StandardButton click;  // NoButton: Escape
     MsgAnswer expected;
-  } cases[] = {
-      {MsgButtons::YesNo, QMessageBox::No, MsgAnswer::No},
-      {MsgButtons::YesNoCancel, QMessageBox::Yes, MsgAnswer::Yes},
-      {MsgButtons::RetryCancel, QMessageBox::NoButton, MsgAnswer::Cancel},
-      {MsgButtons::YesNo, QMessageBox::NoButton, MsgAnswer::No},
-      {MsgButtons::Ok, QMessageBox::NoButton, MsgAnswer::Ok},
-      {MsgButtons::OkCancel, QMessageBox::Ok, MsgAnswer::Ok},
-  };
+  } cases[] = {{MsgButtons::YesNo, QMessageBox::No, MsgAnswer::No},
+               {MsgButtons::YesNoCancel, QMessageBox::Yes, MsgAnswer::Yes},
+               {MsgButtons::RetryCancel, QMessageBox::NoButton, MsgAnswer::Cancel},
+               {MsgButtons::YesNo, QMessageBox::NoButton, MsgAnswer::No},
+               {MsgButtons::Ok, QMessageBox::NoButton, MsgAnswer::Ok},
+               {MsgButtons::OkCancel, QMessageBox::Ok, MsgAnswer::Ok}};
   for (const Case& c : cases) {
     when_shown("", [&c](QWidget* w) {
       auto* box = qobject_cast<QMessageBox*>(w);
