@@ -162,8 +162,10 @@ bool kw_dir_writable(const std::string& path) {
 }
 
 std::string kw_documents_dir() {
-  std::vector<std::string> candidates = {xdg_documents_dir(), env("HOME"), env("TMPDIR"),
-                                         env("TMP"),          env("TEMP"), env("TEMPDIR")};
+  // OVN_DATA_DIR keeps a demo's or a test's files in a folder of their own.
+  std::vector<std::string> candidates = {env("OVN_DATA_DIR"), xdg_documents_dir(), env("HOME"),
+                                         env("TMPDIR"),       env("TMP"),          env("TEMP"),
+                                         env("TEMPDIR")};
   for (const auto& dir : candidates) {
     std::string d = cut_trailing_separator(dir);
     if (kw_dir_writable(d)) return d;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "adjust/noise_test.h"
 #include "config/config_commands.h"
 #include "config/flash.h"
 #include "foundation/debug_log.h"
@@ -22,6 +23,7 @@
 #include "link/rs232.h"
 #include "link/rs232_f7.h"
 #include "link/selcom.h"
+#include "monitor/adjust_point.h"
 #include "monitor/data_dir.h"
 #include "monitor/frm_data_dir.h"
 #include "monitor/gestures.h"
@@ -437,6 +439,10 @@ void lf_build_menus(FrmKstMain& f) {
 }
 
 // An entry whose command this build does not serve stays, greyed, and says so.
+void lf_cmd_noise(FrmKstMain&, int32_t command) {
+  noise_command(command);
+}
+
 void lf_mark_unavailable(FrmKstMain& f) {
   for (KstMenu* m : kst_menus(f)) {
     for (size_t i = 0; i < m->entries.size(); ++i) {
@@ -496,7 +502,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
          password_change();
          lf_apply_lock_state(f);
        }},
-      {kCmdAdjustZero, kCmdAdjustPoint4},  // adjustment of point (command - kCmdAdjustZero)
+      {kCmdAdjustZero, kCmdAdjustPoint4, [](F& f, int32_t command) { adjust_point(f, command); }},
       {kCmdShuntValues, kCmdShuntValues},
       {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
       {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
@@ -511,9 +517,9 @@ const std::vector<KstCommandRow>& kst_command_table() {
          refresh_channels(f, true);
          lf_apply_lock_state(f);
        }},
-      {kCmdNoiseAd, kCmdNoiseAdRepeated},
-      {kCmdNoiseLbfIn, kCmdNoiseLbfIn},
-      {kCmdNoiseFiltered, kCmdNoiseFilteredRepeated},
+      {kCmdNoiseAd, kCmdNoiseAdRepeated, lf_cmd_noise},
+      {kCmdNoiseLbfIn, kCmdNoiseLbfIn, lf_cmd_noise},
+      {kCmdNoiseFiltered, kCmdNoiseFilteredRepeated, lf_cmd_noise},
       {kCmdHistogram, kCmdHistogramX},
       {kCmdResetFlash, kCmdResetFlash,
        [](F& f, int32_t) {
@@ -644,15 +650,12 @@ void kst_load(FrmKstMain& f) {
   for (const char* t : limit_tips) tip += t;
   for (auto& t : f.txt_grlimits_tool_tip) t = tip;
 
-  int time = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Time", 3, 1, 101);
-  int reps = lf_setting_int("ovn-tm-info", "Settings", "Noise-Test-Reps", 10, 1, 101);
-  std::string t = std::to_string(time), r = std::to_string(reps);
-  for (size_t i : {1u, 2u, 4u, 5u})
-    f.mn_misc.entries[i].built_caption = f.mn_misc.entries[i].caption;
-  f.mn_misc.entries[1].caption = "Noise Test: A/D " + t + " second";
-  f.mn_misc.entries[2].caption = "Noise Test: A/D " + t + " second x " + r;
-  f.mn_misc.entries[4].caption = "Noise Filtered lbf-in  " + t + " second";
-  f.mn_misc.entries[5].caption = "Noise Filtered lbf-in  " + t + " second x " + r;
+  // The noise entries name the test's length and repetitions from the settings.
+  for (size_t i : {1u, 2u, 4u, 5u}) {
+    KstMenuEntry& e = f.mn_misc.entries[i];
+    e.built_caption = e.caption;
+    e.caption = noise_menu_caption(static_cast<int32_t>(i));
+  }
   lf_mark_unavailable(f);
 
   f.caption = "Colors";

@@ -102,7 +102,8 @@ TEST_F(FilesTest, DocumentsFolderIsTheFirstWritableOneOfTheUsualPlaces) {
   env.set("HOME", home.path());
   env.set("XDG_CONFIG_HOME", config.path());
   env.set("XDG_DOCUMENTS_DIR", std::nullopt);
-  for (const char* name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) env.set(name, std::nullopt);
+  for (const char* name : {"OVN_DATA_DIR", "TMPDIR", "TMP", "TEMP", "TEMPDIR"})
+    env.set(name, std::nullopt);
   kw_set_program_dir("/proc");  // not writable, even for root
 
   // Without a Documents folder: the home folder.
@@ -118,6 +119,10 @@ TEST_F(FilesTest, DocumentsFolderIsTheFirstWritableOneOfTheUsualPlaces) {
   EXPECT_EQ(kw_documents_dir(), home / "Papers");
   env.set("XDG_DOCUMENTS_DIR", home.path() + "/Documents/");
   EXPECT_EQ(kw_documents_dir(), home / "Documents");
+  // A folder of its own for a demo or a test comes first.
+  env.set("OVN_DATA_DIR", tmp.path());
+  EXPECT_EQ(kw_documents_dir(), tmp.path());
+  env.set("OVN_DATA_DIR", std::nullopt);
 
   // A home that cannot be written: the temporary folders in their order, then the program's.
   std::string plain = home.write("plain", "x");

@@ -159,7 +159,7 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(separators, 3);
   EXPECT_EQ(f.mn_units.entries.front().caption.empty(), false);
   // Entries whose procedures are not in this build cannot be clicked.
-  kst_on_menu(f, f.mn_adjustment, 0);
+  kst_on_menu(f, f.mn_adjustment, 6);  // "Get Shunt Values..."
   EXPECT_EQ(f.command, 0);
   kst_on_menu(f, f.mn_file, 9);  // "Exit"
   EXPECT_EQ(f.command, 109);
@@ -411,7 +411,7 @@ TEST_F(FrmKstMainTest, OneCommandARoundTheLastClickWinsAndAResizeSurvives) {
   // Unknown values, separators' numbers and commands with no procedure in this build are
   // logged and send nothing.
   f.graph.next_text_ms = 1e12;
-  for (int32_t c : {777, 102, kCmdAdjustZero, kCmdShuntTestCtrl}) {
+  for (int32_t c : {777, 102, kCmdShuntValues, kCmdShuntTestCtrl}) {
     size_t before = port->requests().size();
     f.command = c;
     kst_round(f);
@@ -637,7 +637,7 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
       {kMnFilterBase, KstCommandState::Ready},
       {kCmdPause, KstCommandState::Hidden},
       {kCmdChangeId, KstCommandState::Hidden},
-      {kCmdAdjustZero, KstCommandState::NotServed},
+      {kCmdShuntValues, KstCommandState::NotServed},
       {kCmdPower135, KstCommandState::NotServed},
       {102, KstCommandState::NotServed},
       {777, KstCommandState::NotServed},

@@ -7,6 +7,7 @@
 #include <regex>
 #include <sstream>
 
+#include "adjust/acquire.h"
 #include "foundation/debug_log.h"
 #include "foundation/settings.h"
 #include "instrument/ovn_mode.h"
@@ -55,6 +56,13 @@ class HeadlessRunTest : public SeamsTest {
     args.runs = std::move(runs);
     args.answers = dir.write("answers.txt", answers);
     return headless_run(port, args, out, err, &simulation);
+  }
+  // A simulated instrument as quiet as a good one: inside the noise limits of its family.
+  void quiet_within_limits() {
+    SimConfig config;
+    config.noise_uvpv = 0.5;
+    sim_init(sim, config);
+    args.simulate = true;
   }
   bool sent(const std::string& request) const {
     std::vector<std::string> r = port.requests();
@@ -168,10 +176,8 @@ TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServe
     const char* said;
   };
   const Row rows[] = {
-      {"Zero Adjustment", false, kHeadlessUnavailable,
-       "ovn-kst: Zero Adjustment: not available on this instrument\n"},
-      {"Noise Test:A/D", false, kHeadlessUnavailable,  // by the caption it was built with
-       "ovn-kst: Noise Test:A/D: not available on this instrument\n"},
+      {"Get Shunt Values", false, kHeadlessUnavailable,
+       "ovn-kst: Get Shunt Values: not available on this instrument\n"},
       {"Tech Adjustment Torque...", false, kHeadlessUnavailable,  // hidden: not a technician
        "ovn-kst: Tech Adjustment Torque...: not available on this instrument\n"},
       {"Termination Resistor", true, kHeadlessUnavailable,  // the instrument is locked
@@ -190,6 +196,39 @@ TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServe
     EXPECT_FALSE(sent("TR*")) << "the first --run is not served either";
     EXPECT_EQ(out.str().find("time="), std::string::npos);
   }
+}
+
+// The technician's bench run: zero the unloaded shaft, then load it and adjust the positive
+// point; the readout line after the last run shows what the instrument now reads.
+TEST_F(HeadlessRunTest, AZeroThenAPositiveStepByTheirCaptionsBringChannelOneToItsLoads) {
+  quiet_within_limits();
+  EXPECT_EQ(run({"Zero Adjustment", "positive adjustment..."},
+                "sim load=0\nOK\nOK\nsim load=1000\n=1000\nContinue\nOK\n"),
+            kHeadlessOk)
+      << err.str();
+  EXPECT_NE(err.str().find("? Zero Adjustment: Unload transducer to Zero -> OK\n"),
+            std::string::npos);
+  EXPECT_NE(err.str().find("? Positive Load Adjustment: Load transducer in the CW direction -> "
+                           "=1000, Continue\n"),
+            std::string::npos)
+      << err.str();
+  std::smatch m;
+  const std::string text = out.str();
+  ASSERT_TRUE(std::regex_search(text, m, std::regex("ch1=(-?[\\d.]+) lbf-in"))) << text;
+  EXPECT_NEAR(std::stod(m[1]), 1000.0, 1.0);
+  EXPECT_EQ(sim.flash, sim.working) << "the kept step is committed to flash";
+}
+
+TEST_F(HeadlessRunTest, TheNoiseTestRunsByTheCaptionItWasBuiltWithAndWritesItsSummary) {
+  quiet_within_limits();
+  EXPECT_EQ(run({"Noise Test:A/D"}, "OK\n"), kHeadlessOk) << err.str();
+  const std::optional<std::string> summary =
+      TempDir::read(noise_folder() + "/ovn-noise-summary.txt");
+  ASSERT_TRUE(summary.has_value());
+  EXPECT_EQ(std::count(summary->begin(), summary->end(), '\n'), 2) << *summary;
+  EXPECT_NE(err.str().find("? Torquemeter:KST   Full Scale=2001.000 lbf-in -> OK\n"),
+            std::string::npos)
+      << err.str();
 }
 
 TEST_F(HeadlessRunTest, TheButtonsRunByTheirCaptionsAndSimLinesHoldTheLoad) {

@@ -75,9 +75,10 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   QAction* save = file->actions()[0];
   EXPECT_EQ(save->text(), "Save Configuration...");
   EXPECT_TRUE(save->isEnabled());
-  QAction* adjust = window->menuBar()->actions()[2]->menu()->actions()[0];
-  EXPECT_FALSE(adjust->isEnabled());
-  EXPECT_EQ(adjust->toolTip(), kNotAvailable);
+  QAction* shunt = window->menuBar()->actions()[2]->menu()->actions()[6];
+  EXPECT_EQ(shunt->text(), "Get Shunt Values...");
+  EXPECT_FALSE(shunt->isEnabled());
+  EXPECT_EQ(shunt->toolTip(), kNotAvailable);
   QAction* exit = file->actions().back();
   EXPECT_EQ(exit->text(), "Exit");
   EXPECT_EQ(exit->shortcut(), QKeySequence(QKeySequence::Quit));

@@ -9,7 +9,8 @@ namespace ovn::test {
 
 namespace {
 // Every test process writes "documents" (configuration backups, data files) into a folder
-// of its own, never into the user's: the documents folder is named by XDG_DOCUMENTS_DIR.
+// of its own, never into the user's: the documents folder is named by XDG_DOCUMENTS_DIR,
+// and OVN_DATA_DIR, which would come before it, is cleared.
 void use_scratch_documents_folder() {
   static const std::string folder = [] {
     auto dir = std::filesystem::temp_directory_path() /
@@ -24,6 +25,7 @@ void use_scratch_documents_folder() {
     return dir.string();
   }();
   ::setenv("XDG_DOCUMENTS_DIR", folder.c_str(), 1);
+  ::unsetenv("OVN_DATA_DIR");
 }
 }  // namespace
 
