@@ -169,10 +169,14 @@ void lf_apply_temperature_settings(FrmKstMain& f) {
   s.temperature_offset = kw_is_numeric(of) ? lf_number(of) : 0;
 }
 
-void lf_show_cal_state(FrmKstMain& f, int as) {
-  bool upright = get_f64("CF1B") > 0;
-  int pos = upright ? 64 : 128, neg = upright ? 128 : 64;
-  int lit = (as & pos) ? 0 : (as & neg) ? 2 : 1;
+// The cal buttons light what the instrument reports: "+ Cal", "No Cal" or "- Cal". A state
+// it cannot name (both arms at once) lights none of them.
+void lf_show_cal_state(FrmKstMain& f) {
+  const int32_t state = tm_info_shunt_read();
+  const int lit = state == kShuntPositive   ? 0
+                  : state == kShuntNegative ? 2
+                  : state == kShuntNone     ? 1
+                                            : -1;
   for (int i = 0; i < 3; ++i) f.btn_cal[i].back_color = i == lit ? kRgbGreen : f.window_color;
 }
 
@@ -910,7 +914,6 @@ void kst_refresh_readouts(FrmKstMain& f) {
   for (int n = 0; n < 8; ++n)
     f.sh_io[n].back_color = (io >> n) & 1 ? kRgbGreen : f.sh_io_saved_color[n];
 
-  int as = 0;
   if (f.technician) {
     kst_tech_status(f);
     f.btn_pwr135.visible = get_si16("PWA") != 444;
@@ -923,9 +926,8 @@ void kst_refresh_readouts(FrmKstMain& f) {
     f.lb_temperature.caption = text + " " + s.temperature_unit;
     f.lb_temperature.tool_tip =
         std::string("TEMPERATURE:") + kCrLf + text + " " + s.temperature_unit;
-    as = get_si16("AS");
   }
-  lf_show_cal_state(f, as);
+  lf_show_cal_state(f);
 
   double span = g.elapsed_ms - g.next_text_ms + f.text_period_ms;
   if (span != 0) {

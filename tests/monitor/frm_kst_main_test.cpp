@@ -115,7 +115,7 @@ TEST_F(FrmKstMainTest, StartUpReachesTheFirstLiveMessageWithExactlyTheseRequests
                                    "IOE", "IOF", "IOG", "IOH", "FL1"});
   expected.push_back("DE*");  // the first live message; the readouts follow at once
   expected.insert(expected.end(),
-                  {"MX1E", "DT1E", "MX2E", "DT2E", "MX3E", "DT3E", "IO*", "TC", "AS", "CF1B"});
+                  {"MX1E", "DT1E", "MX2E", "DT2E", "MX3E", "DT3E", "IO*", "TC", "AS"});
   EXPECT_EQ(port->requests(), expected);
   EXPECT_TRUE(op.shown.empty()) << "a stator v150 with rotor v40 needs no notice";
 }
@@ -520,7 +520,7 @@ TEST_F(FrmKstMainTest, FrozenReadoutsLeaveTheLineToTheSamplesUntilTheToggleComes
   ASSERT_EQ(f.text_period_ms, 100000000);
   size_t before = port->requests().size();
   kst_round(f);
-  EXPECT_EQ(requests_since(before).size(), 11u) << "one live message and the readouts";
+  EXPECT_EQ(requests_since(before).size(), 10u) << "one live message and the readouts";
   // ...and then every round is one live message, and the graph runs on.
   before = port->requests().size();
   canvas.calls.clear();
@@ -842,7 +842,7 @@ TEST_F(FrmKstMainTest, TechnicianReadoutsDecodeTheRotorDiagnosticsAndLogAShortRe
   kst_refresh_readouts(f);
   std::vector<std::string> sent = requests_since(from);
   EXPECT_EQ(std::vector<std::string>(sent.begin() + 6, sent.end()),
-            (std::vector<std::string>{"IO*", "RT", "CE1A", "CF1A", "CCA", "PWA", "CF1B"}));
+            (std::vector<std::string>{"IO*", "RT", "CE1A", "CF1A", "CCA", "PWA", "AS"}));
   int stop = 0;
   double quarter = kw_parse_double(sim_param(sim, "CE1A"), stop) / 4;
   EXPECT_EQ(f.tech_lines, (std::vector<std::string>{
@@ -858,6 +858,18 @@ TEST_F(FrmKstMainTest, TechnicianReadoutsDecodeTheRotorDiagnosticsAndLogAShortRe
   EXPECT_EQ(f.tech_lines[0], "Volt:6.150V") << "the lines stay as they were";
   sim.table.erase("RT");
   EXPECT_TRUE(kst_tech_status(f)) << "the simulated instrument's own reply is long enough";
+
+  // The cal buttons light the shunt the instrument reports, in technician mode too.
+  const struct {
+    int shunt;
+    int lit;  // btn_cal index, -1 for none
+  } shunts[] = {{1, 0}, {2, 2}, {0, 1}};
+  for (const auto& c : shunts) {
+    sim.shunt = c.shunt;
+    kst_refresh_readouts(f);
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(f.btn_cal[i].back_color == kRgbGreen, i == c.lit) << c.shunt << " " << i;
+  }
 }
 
 TEST_F(FrmKstMainTest, ThePasswordEntriesLockAndUnlockTheMenus) {
