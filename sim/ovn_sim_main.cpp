@@ -39,8 +39,8 @@ const char* kUsage =
     "  --seed N           noise seed (default 1)\n"
     "  --line-end cr|lf|crlf   how replies end (default cr)\n"
     "  --turnaround MS    instrument delay before each reply (default 0)\n"
-    "  --listen MS        after each reply, poll without sleeping this long (default 2;\n"
-    "                     0: sleep at once, saving processor time at a little speed)\n"
+    "  --listen MS        after each reply, poll without sleeping this long (default 0:\n"
+    "                     block at once, using no processor while nobody talks)\n"
     "  --transcript FILE  append every request and reply to FILE\n"
     "  --version          print the version and end\n"
     "  --help             this text\n";

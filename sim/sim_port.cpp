@@ -90,17 +90,19 @@ std::string SimPort::input() {
   return out;
 }
 
-bool SimPort::wait_readable(int ms) {
-  if (!open_) return false;
+bool SimPort::wait_input_until(double deadline_ms) {
   double t = now();
-  if (!pending_.empty() && pending_.front().ready_ms <= t) return true;
-  double deadline = t + std::max(ms, 0);
-  if (!pending_.empty() && pending_.front().ready_ms <= deadline) {
-    sleep_until(pending_.front().ready_ms);
-    return true;
-  }
-  sleep_until(deadline);
-  return false;
+  bool coming = open_ && !pending_.empty();
+  if (coming && pending_.front().ready_ms <= t) return true;
+  if (deadline_ms <= t) return false;
+  // The program's event wait, up to the reply's arrival at the latest; in virtual time the
+  // clock moves there at once unless an event comes first.
+  double until = coming ? std::min(deadline_ms, pending_.front().ready_ms) : deadline_ms;
+  if (mode_ == SimTime::Virtual)
+    wait_events_until(until);
+  else
+    wait_events_until(clock().now_ms() + (until - t));
+  return open_ && !pending_.empty() && pending_.front().ready_ms <= now();
 }
 
 void SimPort::output(const std::string& text) {

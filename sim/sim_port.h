@@ -7,12 +7,13 @@
 // understands and stays silent.
 //
 // Two time modes:
-//  - Virtual: time is the clock seam (foundation/platform.h). wait_readable never sleeps
-//    really; it advances the installed clock (clock().sleep) to the moment the reply is
-//    readable, or by the whole bound when nothing comes in time. A poll of input() that
-//    finds nothing costs a little virtual time too (poll cost), so that a wait that spins
-//    on the port instead of idling still reaches its deadline. Tests use this.
-//  - Real: time is the machine's steady clock and waits really sleep (`ovn-kst --simulate`).
+//  - Virtual: time is the clock seam (foundation/platform.h). wait_input_until never sleeps
+//    really; through the event wait (wait_events_until) it advances the installed clock to
+//    the moment the reply is readable, or to the deadline when nothing comes in time. A poll of
+//    input() that finds nothing costs a little virtual time too (poll cost), so that a wait that
+//    spins on the port instead of idling still reaches its deadline. Tests use this.
+//  - Real: time is the machine's steady clock and waits block in the program's event wait
+//    until the reply is due (`ovn-kst --simulate`).
 //
 // Faults can be injected; every request and reply is kept in a transcript.
 // Not thread-safe; the instrument is not owned and must outlive the port.
@@ -55,7 +56,7 @@ class SimPort final : public PortService {
   bool set_state_baud(long baud, int& os_error) override;
   void set_dtr(bool on) override { dtr_ = on; }
   void set_rts(bool on) override { rts_ = on; }
-  bool wait_readable(int ms) override;
+  bool wait_input_until(double deadline_ms) override;
 
   // The instrument's time to answer after the request's last byte, ms.
   void set_turnaround_ms(double ms) { turnaround_ms_ = ms; }

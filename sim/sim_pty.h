@@ -18,10 +18,11 @@ struct SimServeOptions {
   long baud = 115200;          // 0: no baud emulation, bytes leave at once
   double turnaround_ms = 0.0;  // the instrument's time between request and reply
   // How long the instrument listens hard (polls without sleeping) after each exchange
-  // before it sleeps until the next byte. A stator's receiver hears a byte at once; a
-  // sleeping server hears it a scheduler wake-up later, which on a pseudo-terminal costs
-  // tens of microseconds an exchange. 0: always sleep.
-  double listen_ms = 2.0;
+  // before it blocks until the next byte. A stator's receiver hears a byte at once; a
+  // blocked server hears it a scheduler wake-up later, which on a pseudo-terminal costs
+  // tens of microseconds an exchange. 0 (the default): always block, using no processor
+  // while nobody talks to it.
+  double listen_ms = 0.0;
   // How long the terminal itself takes to hand a write to the other end (SimPty's
   // delivery_ms). The line is emulated as the client sees it: a request counts as written
   // that long before the instrument hears it, and each reply byte is handed over that long

@@ -16,6 +16,7 @@
 #include "qt/frm_data_dir_dialog.h"
 #include "qt/headless_app.h"
 #include "qt/main_window.h"
+#include "qt/qt_event_wait.h"
 #include "qt/qt_operator.h"
 #include "qt/qt_serial_port.h"
 #include "qt/qt_settings_store.h"
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
   ovn::set_log_sink(&log);
 
   ovn::set_event_pump([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
+  ovn::qt::QtEventWait event_wait;
   ovn::qt::QtOperator op;
   ovn::set_operator(&op);
   ovn::set_fatal_reporter(ovn::qt::report_fatal);

@@ -1,5 +1,9 @@
 #include "foundation/platform.h"
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -57,6 +61,7 @@ struct PlatformState {
   SystemClock system_clock;
   Clock* clock = nullptr;
   std::function<void()> pump;
+  EventWait wait;
   MemorySettingsStore fallback_store;
   SettingsStore* store = nullptr;
   LogSink* log = nullptr;
@@ -92,9 +97,50 @@ double now_ms() {
   return clock().now_ms();
 }
 
+void set_event_wait(EventWait wait) {
+  state().wait = std::move(wait);
+}
+
+void wait_events_until(double deadline_ms) {
+  auto& s = state();
+  if (s.wait) {
+    s.wait(deadline_ms);
+    return;
+  }
+  double ms = deadline_ms - clock().now_ms();
+  if (ms > 0) clock().sleep(ms);
+}
+
+namespace {
+// Made at the first use, before any signal handler can need it, and kept for the process.
+int lf_wake_fd() {
+  static const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  return fd;
+}
+}  // namespace
+
+int event_wake_fd() {
+  return lf_wake_fd();
+}
+
+void wake_event_wait() {
+  // Only async-signal-safe calls here; errno is the interrupted code's.
+  int saved = errno;
+  uint64_t one = 1;
+  if (lf_wake_fd() >= 0) (void)!::write(lf_wake_fd(), &one, sizeof one);
+  errno = saved;
+}
+
+void drain_event_wake() {
+  uint64_t count = 0;
+  if (lf_wake_fd() >= 0) (void)!::read(lf_wake_fd(), &count, sizeof count);
+}
+
 void yield_ms(double ms) {
   pump_events();
-  if (ms > 0) clock().sleep(ms);
+  if (ms <= 0) return;
+  double deadline = now_ms() + ms;
+  while (now_ms() < deadline) wait_events_until(deadline);
 }
 
 void sleep_ms(int ms, int slices) {

@@ -69,11 +69,33 @@ Clock& clock();
 void set_event_pump(std::function<void()> pump);
 void pump_events();
 
+// The one blocking wait of the program. Every wait for the instrument or for time comes
+// here: it blocks until an event arrives (a user-interface event, a timer, input on the
+// serial port, a wake-up from a signal handler) or the clock reaches `deadline_ms`,
+// handles what arrived, and returns. It may return before the deadline, after any event:
+// callers re-check what they wait for and the time. It never spins.
+//
+// Installed by the program (the Qt event loop, which also watches the serial port and the
+// wake-up descriptor). With none installed it sleeps on the installed clock up to the
+// deadline, which under a virtual clock moves time there at once. Tests install their own
+// to make events happen at chosen moments. May re-enter: handlers run inside it.
+using EventWait = std::function<void(double deadline_ms)>;
+void set_event_wait(EventWait wait);
+void wait_events_until(double deadline_ms);
+
+// A descriptor that becomes readable when wake_event_wait is called, so that the event
+// wait returns: the installed wait watches it. wake_event_wait may be called from a
+// signal handler. drain_event_wake empties it again. -1 when the system gave none.
+int event_wake_fd();
+void wake_event_wait();
+void drain_event_wake();
+
 // Milliseconds since an arbitrary origin, monotonic, never wrapping.
 double now_ms();
-// Lets pending events run once, then sleeps `ms` if it is above 0.
+// Lets pending events run once, then waits `ms` if it is above 0, handling the events that
+// arrive meanwhile (the event wait, until the time is up).
 void yield_ms(double ms);
-// With slices <= 1 a plain sleep without pumping; otherwise sleeps in slices of
+// With slices <= 1 a plain sleep without pumping; otherwise waits in slices of
 // ms / slices (integer division, at least 10 ms), pumping events before each slice.
 void sleep_ms(int ms, int slices);
 

@@ -2,12 +2,14 @@
 // What the exchange needs of a serial port. Implementations: the Qt serial port adapter
 // (src/qt/), the in-process simulated instrument (sim/), and test fakes.
 //
-// Every call returns at once except wait_readable, which waits up to its bound. Nothing
-// here is thread-safe; the program has one thread. Times go through the clock seam
+// Every call returns at once except wait_input_until, which blocks. Nothing here is
+// thread-safe; the program has one thread. Times go through the clock seam
 // (foundation/platform.h), so a port under a virtual clock advances that clock while it
 // waits instead of sleeping.
 
 #include <string>
+
+#include "foundation/platform.h"
 
 namespace ovn {
 
@@ -50,9 +52,16 @@ class PortService {
   virtual void set_dtr(bool on) = 0;
   virtual void set_rts(bool on) = 0;
 
-  // Waits until input is pending or `ms` milliseconds have passed; true when input is
-  // pending. Returns at once when input is already pending or the port is closed.
-  virtual bool wait_readable(int ms) = 0;
+  // Blocks until input is pending, an event of the program has been handled, or the clock
+  // reaches `deadline_ms`, whichever comes first; true when input is pending. Returns at
+  // once when input is already pending or the deadline has passed. A closed port has
+  // nothing to deliver but still waits for events and time, so no caller spins on it.
+  // The block is the program's one event wait (wait_events_until), so event handlers run
+  // inside it; it never spins.
+  virtual bool wait_input_until(double deadline_ms) = 0;
+
+  // The same with a bound in milliseconds from now.
+  bool wait_readable(double ms) { return wait_input_until(now_ms() + ms); }
 };
 
 }  // namespace ovn

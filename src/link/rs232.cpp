@@ -35,7 +35,10 @@ class NoPort final : public PortService {
   bool set_state_baud(long, int& os_error) override { return (os_error = 6, false); }
   void set_dtr(bool) override {}
   void set_rts(bool) override {}
-  bool wait_readable(int) override { return false; }
+  bool wait_input_until(double deadline_ms) override {
+    wait_events_until(deadline_ms);
+    return false;
+  }
 
  private:
   int number_ = 1;
@@ -100,14 +103,6 @@ std::string error_text(int number, const std::string& text) {
 
 double effective_timeout(double timeout) {
   return timeout < st().min_timeout_ms ? st().min_timeout_ms : timeout;
-}
-
-// One idle step of a polling loop: the event pump, then in relaxed mode up to 1 ms waiting
-// for the line (a wake-up on the first byte instead of a blind sleep).
-void idle_step() {
-  auto& s = st();
-  pump_events();
-  if (s.relax_ms > 0) s.port->wait_readable(s.relax_ms);
 }
 
 // The log form of a reply: CR written "\n" and LF "\r" (crossed, as the whole program
@@ -424,11 +419,13 @@ std::string rs232_wait_reply(const std::string& message, double timeout) {
   std::string reply;
   rs232_send(message);
   double deadline = now_ms() + effective_timeout(timeout);
-  for (long round = 1;; ++round) {
-    if (round % 10000 == 0) yield_ms(0);
+  // Pending events run, then the wait blocks on the port and the program's events together:
+  // it wakes on the reply's bytes, on an event (which may set ExitFlag) or at the deadline.
+  for (;;) {
     if (rs232_read_input(reply) && rs232_is_terminated(reply)) break;
     if (deadline <= now_ms() || s.exit_flag) break;
-    idle_step();
+    pump_events();
+    s.port->wait_input_until(deadline);
   }
   // The reply still holds its terminator here, so only a bare "OK" without one changes
   // the ID; the ID command finishes the change itself.
@@ -477,7 +474,7 @@ std::string get_reply(const std::string& message, double timeout) {
     sleep_ms(100, 1);
     (void)rs232_reset("get_reply:" + message);
     ++s.retries;
-    idle_step();
+    yield_ms(s.relax_ms);
   }
   if (attempts == 0) debug_log("RS232:EXITING:" + s.id + message);
   if (!title.saved.empty() && title.have_window) {

@@ -6,8 +6,9 @@
 // any run of characters ended by CR or LF; exactly one terminator is removed. The
 // instrument never speaks unasked.
 //
-// One thread. The waits pump the event queue (yield_ms), so event handlers run inside
-// them; get_reply guards itself against such re-entry with a busy lock and is the only
+// One thread. The waits pump the event queue and block in the program's one event wait
+// (on the port and the program's events together, never spinning), so event handlers run
+// inside them; get_reply guards itself against such re-entry with a busy lock and is the only
 // lock of the program. The raw rs232_wait_reply and rs232_try_reply do not take it.
 //
 // Time-outs are doubles in milliseconds. A value below the floor of the line speed
@@ -84,9 +85,11 @@ struct Rs232Error {
 // port is closed) the reset stops there, logs the error and returns it.
 Rs232Error rs232_reset(const std::string& from);
 
-// "Relaxed CPU": while waiting for a reply, idle up to 1 ms a poll on the port instead of
-// spinning. Saved to and read from the setting "Relaxed CPU" (section "Settings",
-// application "OVN-Shared", default false); rs232_load_relaxed runs at each session start.
+// "Relaxed CPU": kept so that settings and habits keep working, but every wait already
+// blocks on the port, so it has nothing left to relax; it only adds 1 ms between the
+// retries of a failed exchange, as it always did. Saved to and read from the setting "Relaxed CPU"
+// (section "Settings", application "OVN-Shared", default false); rs232_load_relaxed runs at each
+// session start.
 void rs232_set_relaxed(bool on);
 bool rs232_load_relaxed();
 bool rs232_relaxed();

@@ -1,6 +1,7 @@
 #include "monitor/data_dir.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -38,7 +39,13 @@ struct DataDir {
   bool event_mode = false;
   bool take_slice = false;  // event mode: one row asked for
   int32_t rows = 0;
+  int fd = -1;           // the open data file, kept open while saving is on
+  double synced_ms = 0;  // when its rows were last made durable
 };
+
+// Rows are handed to the kernel one whole row a write, so a killed program loses nothing
+// written; they are made durable at most this often, and when the file is closed.
+constexpr double kSyncPeriodMs = 1000;
 
 DataDir& dd() {
   static DataDir s;
@@ -90,15 +97,13 @@ std::string lf_error_text(int err) {
   return "Error " + std::to_string(err) + ":" + std::strerror(err);
 }
 
-// Appends `text` to the file and waits until it is on the disk. With `create` the file
-// must not exist yet, and is removed again when the text cannot be written whole; without,
-// the file must exist (a file deleted under us is not silently begun anew) and a failed
-// write is cut back, so the file always ends with a whole line. Returns 0 or the errno.
-int lf_append(const std::string& path, const std::string& text, bool create) {
-  int flags = O_WRONLY | O_APPEND | O_CLOEXEC | (create ? O_CREAT | O_EXCL : 0);
-  int fd = ::open(path.c_str(), flags, 0666);
-  if (fd < 0) return errno;
-  off_t before = ::lseek(fd, 0, SEEK_END);
+// Writes all of `text` at the end of the open file. A failed write is cut back, so the file
+// always ends with a whole line; a file deleted under us is an error, not a silent loss of
+// every row after it. Returns 0 or the errno.
+int lf_write(int fd, const std::string& text) {
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) return errno;
+  if (st.st_nlink == 0) return ENOENT;
   int err = 0;
   size_t done = 0;
   while (done < text.size()) {
@@ -110,15 +115,26 @@ int lf_append(const std::string& path, const std::string& text, bool create) {
     }
     done += static_cast<size_t>(n);
   }
-  if (err == 0 && ::fdatasync(fd) != 0) err = errno;
-  if (err != 0 && !create && before >= 0) (void)::ftruncate(fd, before);
-  if (::close(fd) != 0 && err == 0) err = errno;
-  if (err != 0 && create) ::unlink(path.c_str());
+  if (err != 0) (void)::ftruncate(fd, st.st_size);
   return err;
+}
+
+// Makes what was written durable: at most once a period, or at once with `now` 0.
+int lf_sync(double now) {
+  DataDir& s = dd();
+  if (now != 0 && now < s.synced_ms + kSyncPeriodMs) return 0;
+  s.synced_ms = now != 0 ? now : now_ms();
+  return ::fdatasync(s.fd) != 0 ? errno : 0;
 }
 
 void lf_close() {
   DataDir& s = dd();
+  if (s.fd >= 0) {
+    if (int err = lf_sync(0); err != 0)
+      debug_log("Save Data: cannot finish " + s.file_name + ": " + lf_error_text(err));
+    ::close(s.fd);
+    s.fd = -1;
+  }
   s.saving = false;
   s.file_name.clear();
 }
@@ -137,10 +153,18 @@ bool lf_open(const std::string& header) {
   DataDir& s = dd();
   for (;;) {
     std::string name = dtdr_next_name(false);
-    int err = lf_append(name, header, true);
+    int fd = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
+    int err = fd < 0 ? errno : lf_write(fd, header);
     if (err == 0) {
+      s.fd = fd;
       s.file_name = name;
-      return true;
+      if ((err = lf_sync(0)) == 0) return true;
+      s.fd = -1;
+      s.file_name.clear();
+    }
+    if (fd >= 0) {
+      ::close(fd);
+      ::unlink(name.c_str());
     }
     if (err == EEXIST) {  // made by someone else since we looked: take the next number
       ++s.file_number;
@@ -156,6 +180,7 @@ bool lf_open(const std::string& header) {
 }  // namespace
 
 void dtdr_forget() {
+  lf_close();
   dd() = DataDir{};
 }
 
@@ -275,7 +300,9 @@ bool dtdr_save_row(const std::string& row, double now) {
   if (now == 0) now = now_ms();
   if (s.event_mode ? !s.take_slice : s.next_ms > now) return false;
   std::string line = kw_format((now - s.start_ms) * 0.001, "0.000") + "," + row + kLineEnd;
-  if (int err = lf_append(s.file_name, line, false); err != 0) {
+  int err = lf_write(s.fd, line);
+  if (err == 0) err = lf_sync(now);
+  if (err != 0) {
     std::string name = s.file_name;
     lf_close();
     debug_log("Save Data: cannot write " + name + ": " + lf_error_text(err));
@@ -289,6 +316,10 @@ bool dtdr_save_row(const std::string& row, double now) {
   ++s.rows;
   s.take_slice = false;
   return true;
+}
+
+void dtdr_close() {
+  lf_close();
 }
 
 bool dtdr_saving() {

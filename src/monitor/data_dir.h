@@ -91,6 +91,8 @@ bool dtdr_start_stop(const std::string& heading, const std::string& identity);
 bool dtdr_save_row(const std::string& row, double now);
 
 bool dtdr_saving();
+// Ends saving, if on, as the program ends: the rows are made durable and the file closed.
+void dtdr_close();
 int32_t dtdr_rows();                  // rows written to the current (or last) file
 const std::string& dtdr_file_name();  // the open file, "" when not saving
 

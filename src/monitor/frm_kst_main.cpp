@@ -687,6 +687,7 @@ bool kst_timer1(FrmKstMain& f) {
     f.exit_requested = true;
     rs232_set_exit_flag(true);
     graph_store_checkboxes(f.graph);
+    dtdr_close();
     selcom_close();
     f.session.tm_type = kNoFamily;
     kw_locale_restore();

@@ -138,6 +138,7 @@ volatile std::sig_atomic_t g_stop = 0;
 
 void lf_on_signal(int sig) {
   g_stop = 1;
+  wake_event_wait();  // a wait under way returns, so the loop sees the stop at once
   // A second signal of the same kind is not asked twice: it ends the process.
   std::signal(sig, SIG_DFL);
 }
@@ -148,6 +149,7 @@ struct SignalScope {
   Handler previous_int, previous_term;
   SignalScope() {
     g_stop = 0;
+    (void)event_wake_fd();  // made now: the handler may not make it
     previous_int = std::signal(SIGINT, lf_on_signal);
     previous_term = std::signal(SIGTERM, lf_on_signal);
   }

@@ -8,6 +8,7 @@
 
 #include "build_info.h"
 #include "foundation/platform.h"
+#include "qt/qt_event_wait.h"
 #include "qt/qt_serial_port.h"
 #include "qt/qt_settings_store.h"
 #include "sim/sim_port.h"
@@ -29,6 +30,7 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
   FileLogSink log((data_dir + "/debug.log").toStdString());
   set_log_sink(&log);
   set_event_pump([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
+  QtEventWait event_wait;
 
   SimInstrument sim;
   std::unique_ptr<PortService> port;

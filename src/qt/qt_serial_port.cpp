@@ -1,6 +1,7 @@
 #include "qt/qt_serial_port.h"
 
 #include <QSerialPortInfo>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -218,19 +219,19 @@ void QtSerialPort::set_rts(bool on) {
   serial_.clearError();
 }
 
-bool QtSerialPort::wait_readable(int ms) {
+bool QtSerialPort::wait_input_until(double deadline_ms) {
   look_for_device();
   if (lost_) {
-    clock().sleep(ms);  // nothing can arrive from a device that is away
+    // Nothing can arrive from a device that is away; wake to look for it again.
+    wait_events_until(std::min(deadline_ms, next_look_ms_));
     return false;
   }
-  if (!serial_.isOpen()) return false;
-  if (serial_.bytesAvailable() > 0) return true;
-  if (ms <= 0) return serial_fd_readable(int(serial_.handle()));
-  bool ready = serial_.waitForReadyRead(ms);
-  if (lost()) return false;
-  serial_.clearError();  // an empty wait reports a time-out
-  return ready;
+  if (serial_.isOpen() && serial_.bytesAvailable() > 0) return true;
+  // The port's read notifier is one of the event loop's sources: its bytes end the wait.
+  if (now_ms() < deadline_ms) wait_events_until(deadline_ms);
+  if (!serial_.isOpen() || lost()) return false;
+  serial_.clearError();
+  return serial_.bytesAvailable() > 0 || serial_fd_readable(int(serial_.handle()));
 }
 
 }  // namespace ovn::qt

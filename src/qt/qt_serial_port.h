@@ -7,10 +7,10 @@
 // works as a port.
 //
 // Handled here so the exchange need not know: a write is flushed to the line at once (it
-// would otherwise wait for the event loop); waiting never spins on waitForReadyRead(0),
-// whose every empty call is an error; DTR and RTS failing on a device without modem lines
-// is not an error; on Linux the driver is asked for low latency, and a USB adapter's
-// latency timer above 1 ms is logged (it delays every reply by up to that much).
+// would otherwise wait for the event loop); a wait blocks in the program's event wait
+// (qt/qt_event_wait.h), where the port's read notifier fills the buffer; DTR and RTS failing on a
+// device without modem lines is not an error; on Linux the driver is asked for low latency, and a
+// USB adapter's latency timer above 1 ms is logged (it delays every reply by up to that much).
 //
 // An adapter unplugged while open (a read error, a resource error) does not close the
 // port as the program sees it: the port stays open and silent, so the exchange retries
@@ -45,7 +45,7 @@ class QtSerialPort final : public PortService {
   bool set_state_baud(long baud, int& os_error) override;
   void set_dtr(bool on) override;
   void set_rts(bool on) override;
-  bool wait_readable(int ms) override;
+  bool wait_input_until(double deadline_ms) override;
 
   // The devices in port-number order, as enumerated now.
   static std::vector<std::string> enumerate();

@@ -73,15 +73,28 @@ TEST_F(Rs232Exchange, TheWaitEndsOnTheFirstTerminatorEvenInPieces) {
   }
 }
 
-TEST_F(Rs232Exchange, RelaxedWaitingSleepsOnThePortNotOnTheClock) {
+TEST_F(Rs232Exchange, EveryWaitBlocksOnThePortAndWakesOnTheReplyOrTheDeadline) {
   open_line();
-  rs232_set_relaxed(true);
-  port.reply("5\r", 40);
-  port.input_calls = 0;
-  double start = seams.clock.now_ms();
-  EXPECT_EQ(get_reply("TMA"), "5");
-  EXPECT_EQ(elapsed_since(start), 40) << "woken by the reply, not after a further millisecond";
-  EXPECT_LE(port.input_calls, 45);
+  struct Case {
+    bool relaxed;
+    double reply_after;  // < 0: silence
+    double waited;
+  };
+  for (const Case& c :
+       {Case{false, 40, 40}, Case{true, 40, 40}, Case{false, -1, 103}, Case{true, -1, 103}}) {
+    rs232_set_relaxed(c.relaxed);
+    if (c.reply_after < 0)
+      port.silence();
+    else
+      port.reply("5\r", c.reply_after);
+    port.input_calls = port.waits = 0;
+    double start = seams.clock.now_ms();
+    rs232_wait_reply("TMA");
+    EXPECT_EQ(elapsed_since(start), c.waited) << "woken by the reply, or at the deadline";
+    // A spinning wait would poll the port hundreds of times in 40 ms.
+    EXPECT_LE(port.input_calls, 3) << c.reply_after << (c.relaxed ? " relaxed" : "");
+    EXPECT_LE(port.waits, 2);
+  }
 }
 
 TEST_F(Rs232Exchange, ABareOkToAnIdCommandChangesTheId) {
@@ -249,13 +262,16 @@ TEST_F(Rs232Exchange, DuringShutdownTheExchangeReturnsEmptyAtOnce) {
 TEST_F(Rs232Exchange, ShutdownDuringAWaitEndsTheWaitAndTheExchange) {
   open_line();
   port.silence();
-  int pumps = 0;
-  set_event_pump([&] {
-    if (++pumps == 50) rs232_set_exit_flag(true);
-  });
   double start = seams.clock.now_ms();
+  // The window is closed 50 ms into the wait: that event wakes the wait, which ends there.
+  set_event_wait([&](double deadline) {
+    double event_at = start + 50;
+    seams.clock.advance(std::min(deadline, event_at) - seams.clock.now_ms());
+    if (seams.clock.now_ms() >= event_at) rs232_set_exit_flag(true);
+  });
   EXPECT_EQ(get_reply("TMA"), "");
-  EXPECT_LT(elapsed_since(start), 103 + 200);
+  set_event_wait(nullptr);
+  EXPECT_EQ(elapsed_since(start), 50 + 100 + 100) << "the wait, the pause and the reset";
   EXPECT_EQ(log_count("RS232 REPT0001"), 1);
   EXPECT_EQ(log_count("RS232:EXITING:"), 0) << "an attempt was made";
   EXPECT_TRUE(op.shown.empty());

@@ -54,7 +54,7 @@ class SilencingPort final : public PortService {
   bool set_state_baud(long baud, int& e) override { return port_.set_state_baud(baud, e); }
   void set_dtr(bool on) override { port_.set_dtr(on); }
   void set_rts(bool on) override { port_.set_rts(on); }
-  bool wait_readable(int ms) override { return port_.wait_readable(ms); }
+  bool wait_input_until(double deadline_ms) override { return port_.wait_input_until(deadline_ms); }
 
  private:
   SimPort& port_;

@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -21,6 +24,7 @@
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "monitor/headless.h"
+#include "qt/qt_event_wait.h"
 #include "qt/qt_serial_port.h"
 #include "support/qt_application.h"
 #include "support/seams.h"
@@ -81,7 +85,8 @@ class HeadlessPtyTest : public test::SeamsTest {
  protected:
   HeadlessPtyTest() {
     test::qt_application();
-    set_clock(nullptr);  // a real line: real time
+    event_wait_ = std::make_unique<qt::QtEventWait>();  // as the program waits
+    set_clock(nullptr);                                 // a real line: real time
     rs232_reset_state();
     selcom_reset_state();
     tm_info_reset_state();
@@ -94,6 +99,7 @@ class HeadlessPtyTest : public test::SeamsTest {
     rs232_reset_state();
     tm_info_reset_state();
   }
+  std::unique_ptr<qt::QtEventWait> event_wait_;
 };
 
 TEST_F(HeadlessPtyTest, TheHeadlessRunFindsTheKstServedByOvnSimAndPrintsItsRecord) {
@@ -241,6 +247,33 @@ TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZ
             "firmware=KSTs150r40\n"
             "fs_lbfin=2001.0002\n"
             "file_name=Simulated_Customer.52002V(2-3_lbf-in)-SIM0001.S1.611\n");
+}
+
+// A saving run killed outright: every row that reached the file is whole, none cut in two.
+// Rows carry the temperature when the readouts were refreshed since the last one.
+TEST(OvnKstHeadless, ASavingRunKilledOutrightLeavesOnlyWholeRows) {
+  test::TempDir home;
+  const std::string data = home.path() + "/runs";
+  ProgramRun run = run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--save-dir", data,
+                                "--save-rate", "0", "--duration", "60"},
+                               home.path(), 4);
+  EXPECT_EQ(run.code, -1) << "killed while saving: " << run.err;
+  std::vector<std::filesystem::path> files;
+  for (const auto& e : std::filesystem::directory_iterator(data)) files.push_back(e.path());
+  ASSERT_EQ(files.size(), 1u);
+  const std::string text = test::TempDir::read(files[0].string()).value_or("");
+  ASSERT_TRUE(text.ends_with("\r\n")) << text.substr(text.size() > 80 ? text.size() - 80 : 0);
+  const std::regex row("-?\\d+\\.\\d{3}(,-?[\\d.]+){3,4}");
+  int rows = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_TRUE(line.ends_with("\r")) << line;
+    line.pop_back();
+    if (line.starts_with("#")) continue;
+    EXPECT_TRUE(std::regex_match(line, row)) << line;
+    ++rows;
+  }
+  EXPECT_GT(rows, 10);
 }
 
 TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {

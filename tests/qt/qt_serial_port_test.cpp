@@ -2,12 +2,15 @@
 // instrument on the other side. All waits are bounded.
 
 #include "qt/qt_serial_port.h"
+#include "qt/qt_event_wait.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
+#include <memory>
 
 #include <QCoreApplication>
 #include <cstdlib>
@@ -25,7 +28,8 @@ class QtSerialPortTest : public test::SeamsTest {
  protected:
   QtSerialPortTest() {
     test::qt_application();
-    set_clock(nullptr);  // a real line: real time, bounded waits
+    event_wait_ = std::make_unique<qt::QtEventWait>();  // the program's wait, on Qt's loop
+    set_clock(nullptr);                                 // a real line: real time, bounded waits
     rs232_reset_state();
     debug_log_reset();
     char name[256] = {};
@@ -65,6 +69,7 @@ class QtSerialPortTest : public test::SeamsTest {
 
   int master_ = -1, slave_ = -1;
   std::string device_;
+  std::unique_ptr<qt::QtEventWait> event_wait_;
 };
 
 TEST_F(QtSerialPortTest, APseudoTerminalOpensAndCarriesBothWays) {

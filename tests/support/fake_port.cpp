@@ -120,15 +120,14 @@ bool FakePort::set_state_baud(long baud, int& os_error) {
   return true;
 }
 
-bool FakePort::wait_readable(int ms) {
+bool FakePort::wait_input_until(double deadline_ms) {
   spinning_ = false;
-  if (!open_) return false;
+  ++waits;
   deliver_due();
-  if (!received_.empty()) return true;
-  double until = clock_.now_ms() + ms;
-  double next = until;
+  if (!received_.empty() || deadline_ms <= clock_.now_ms()) return !received_.empty();
+  double next = deadline_ms;
   for (auto& a : under_way_) next = std::min(next, a.at_ms);
-  clock_.advance(next - clock_.now_ms());
+  wait_events_until(next);
   deliver_due();
   return !received_.empty();
 }

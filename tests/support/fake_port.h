@@ -9,8 +9,9 @@
 //
 // Time: a poll that finds nothing right after another such poll costs `poll_cost_ms` of
 // virtual time, so a wait that spins on the port still reaches its deadline, while a wait
-// that idles on wait_readable pays only that; wait_readable advances the clock to the next
-// arrival or by its bound. Closing drops the buffer and every reply still under way.
+// that blocks in wait_input_until pays only that; the wait goes through the event wait
+// (wait_events_until) to the next arrival or the deadline. Closing drops the buffer and every reply
+// still under way.
 
 #include <deque>
 #include <functional>
@@ -54,6 +55,7 @@ class FakePort final : public PortService {
   long state_baud = 0;               // the baud of the port's state record
   double poll_cost_ms = 0.125;       // exact in binary, so deadlines are met exactly
   int input_calls = 0;
+  int waits = 0;  // calls of wait_input_until
 
   // ---- PortService -----------------------------------------------------------------------
   int port_number() const override { return number_; }
@@ -70,7 +72,7 @@ class FakePort final : public PortService {
   bool set_state_baud(long baud, int& os_error) override;
   void set_dtr(bool on) override { events.push_back(on ? "dtr 1" : "dtr 0"); }
   void set_rts(bool on) override { events.push_back(on ? "rts 1" : "rts 0"); }
-  bool wait_readable(int ms) override;
+  bool wait_input_until(double deadline_ms) override;
 
  private:
   struct Arrival {

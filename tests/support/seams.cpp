@@ -50,6 +50,7 @@ TestSeams::~TestSeams() {
   set_settings_store(nullptr);
   set_log_sink(nullptr);
   set_event_pump(nullptr);
+  set_event_wait(nullptr);
   set_exit_handler(nullptr);
   set_fatal_reporter(nullptr);
   set_command_line("");

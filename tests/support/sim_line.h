@@ -54,7 +54,7 @@ class PortRack final : public PortService {
   }
   void set_dtr(bool on) override { line_.set_dtr(on); }
   void set_rts(bool on) override { line_.set_rts(on); }
-  bool wait_readable(int ms) override { return line_.wait_readable(ms); }
+  bool wait_input_until(double deadline_ms) override { return line_.wait_input_until(deadline_ms); }
 
  private:
   SimPort& line_;
