@@ -27,6 +27,12 @@ constexpr double kTempHigh = 130.0;
 const char* const kSettingsApp = "ovn-tm-info";
 const char* const kSettingsSection = "Settings";
 
+// The session's sample count of a noise test repetition (0: the test runs by time).
+int32_t& session_samples() {
+  static int32_t samples = 0;
+  return samples;
+}
+
 // A setting of the noise tests held within 1 to 101; a text that is no number gives the
 // default.
 double noise_setting(const std::string& key, double fallback) {
@@ -113,10 +119,15 @@ SttsUnits block_units(bool raw, const TestUnits& u) {
 }
 
 // One repetition under its wait box: the temperature before and after, the mean of both.
+// With a sample count the repetition takes that many samples, however long they take.
 STTS timed_acquisition(bool raw, double seconds, int32_t left, double& temperature_f) {
-  gib(adj_wait_text(left), "", kGibNonModal, "", "Courier New", seconds * 1.1 + 0.5);
+  double count = session_samples();
+  const double expected_s =
+      count > 0 ? kw_safe_div(count, session().samples_per_second, seconds) : seconds;
+  gib(adj_wait_text(left), "", kGibNonModal, "", "Courier New", expected_s * 1.1 + 0.5);
   const double t1 = read_temperature_f();
-  double count = 0, scale = 0;
+  double scale = 0;
+  if (count > 0) seconds = 0;
   const STTS record = tm_acquire(raw, seconds, count, scale, "");
   const double t2 = read_temperature_f();
   gib_close();
@@ -137,8 +148,11 @@ int noise_test_run(bool raw, int32_t reps) {
   const int decimals = raw ? 3 : -1;
 
   std::string text = headline() + kCrLf;
-  text += std::string(raw ? "Noise Test:A/D " : "Noise Test:Filtered lbf-in ") +
-          kw_format(seconds, "") + " second" + (reps > 1 ? " x " + std::to_string(reps) : "");
+  const std::string length = session_samples() > 0
+                                 ? std::to_string(session_samples()) + " samples"
+                                 : kw_format(seconds, "") + " second";
+  text += std::string(raw ? "Noise Test:A/D " : "Noise Test:Filtered lbf-in ") + length +
+          (reps > 1 ? " x " + std::to_string(reps) : "");
   if (!raw) text += "   Filter=" + kw_format(filter_hz, "0.0") + " Hz";
   text += kCrLf + limits_line(u) + kCrLf + kCrLf + " " + stts_row_heading() + kCrLf;
 
@@ -235,6 +249,23 @@ std::string adj_wait_text(int32_t left_after_this) {
   return "Please wait for noise test completion..." +
          (left_after_this > 0 ? " (" + std::to_string(left_after_this) + " left after this one)"
                               : std::string(" (last one)"));
+}
+
+void noise_settings(const std::string& text) {
+  const std::vector<std::string> fields = kw_split(text, ",");
+  int32_t samples = 0;
+  if (!fields.empty() && kw_is_numeric(fields[0])) {
+    int stop = 0;
+    const double v = kw_parse_double(fields[0], stop);
+    if (v >= 1 && v <= 1e7) samples = static_cast<int32_t>(kw_round(v));
+  }
+  session_samples() = samples;
+  if (fields.size() > 1 && kw_is_numeric(fields[1]))
+    kw_setting_seed(kSettingsApp, kSettingsSection, "Noise-Test-Reps", kw_justify(fields[1], 0, " "));
+}
+
+int32_t noise_samples() {
+  return session_samples();
 }
 
 double noise_test_seconds() {

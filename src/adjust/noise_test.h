@@ -49,6 +49,12 @@ std::string adj_wait_text(int32_t left_after_this);
 // integer; both held within 1 to 101.
 double noise_test_seconds();
 int32_t noise_test_reps();
+// The operator's "Noise Test Samples" for this session, given as "<samples>,<reps>": a
+// sample count of 1 or more makes each repetition of the A/D and filtered tests take that
+// many samples instead of running by time (empty or no number: by time); <reps> is the
+// repetitions' default, stored when "Noise-Test-Reps" has never been set.
+void noise_settings(const std::string& text);
+int32_t noise_samples();
 // The captions of the Misc menu's noise entries with the settings in them, by entry index
 // 1, 2, 4 and 5: "Noise Test: A/D 3 second", "Noise Test: A/D 3 second x 10",
 // "Noise Filtered lbf-in  3 second", "Noise Filtered lbf-in  3 second x 10"; "" for others.

@@ -818,7 +818,7 @@ void kst_init_session(FrmKstMain& f) {
   get_si32("UCB");
   lf_apply_lock_state(f);
 
-  kw_setting_seed("KST", "Settings", "Noise Test Samples", "");
+  noise_settings(kw_setting_seed("KST", "Settings", "Noise Test Samples", "") + ",10");
   if (f.technician) {
     int mode = lf_setting_int("KST", "Settings", "Display Mode", 0, -1, 99);
     f.display_mode = mode >= 0 && mode <= 2 ? mode : 0;
@@ -905,8 +905,7 @@ void kst_refresh_readouts(FrmKstMain& f) {
     if (ch == 1) f.btn_cmd[1].caption = std::string("Tare") + kCrLf + tare_text + " " + m.unit[k];
     f.lb_units[k].caption = m.unit[k];
   }
-  f.caption =
-      std::string(kProgram) + " v" + kw_version_text() + "  " + rs232_port_name(rs232_port());
+  f.caption = kst_window_caption(f);
   f.btn_cmd[0].caption = dtdr_button_caption();
   f.btn_cmd[0].tool_tip = dtdr_button_tooltip();
   f.lb_time_now.caption = kw_format_time(kw_now(), "yyyy-MM-dd hh:mm:ss");
@@ -947,6 +946,13 @@ void kst_refresh_readouts(FrmKstMain& f) {
   f.rounds = 0;
   g.next_text_ms = g.elapsed_ms + f.text_period_ms;
   g.last_text_ms = g.elapsed_ms;
+}
+
+std::string kst_window_caption(const FrmKstMain& f) {
+  std::string caption =
+      std::string(kProgram) + " v" + kw_version_text() + "  " + rs232_port_name(rs232_port());
+  if (!f.adjusting.empty()) caption += "  - ADJUSTING: " + f.adjusting;
+  return caption;
 }
 
 void kst_apply_technician(FrmKstMain& f, bool technician) {

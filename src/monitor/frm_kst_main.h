@@ -108,6 +108,9 @@ struct KstHooks {
 
 struct FrmKstMain {
   std::string caption;  // the window caption
+  // The adjustment step under way ("Zero Adjustment"), "" when the window is idle; the
+  // caption names it while it runs.
+  std::string adjusting;
 
   std::array<KstControl, 3> lb_data, lb_mxmn, lb_units;
   KstControl lb_hz, lb_temperature, lb_time_now, lb_xy, lb_tech_pwm, lb_tech_rtr;
@@ -202,6 +205,8 @@ std::string kst_firmware_notice(int stator, int rotor);
 // Rebuilds the display mode table, unit labels and captions from the session; with
 // `reload` the session data are read again first.
 void refresh_channels(FrmKstMain& f, bool reload);
+// The window caption: program, version and port, and the adjustment step under way.
+std::string kst_window_caption(const FrmKstMain& f);
 // The format of mode 0 for a full scale: 5 significant digits (7 with the expanded
 // display), "0" from 10000000 up.
 std::string kst_mode0_format(double full_scale, bool expanded);

@@ -116,6 +116,23 @@ TEST_F(NoiseCommandTest, RepeatedTestsFollowTheSettingsAndSaveTheirRowsOnRequest
   }
 }
 
+// The operator's "Noise Test Samples" makes each repetition a count of samples, not a time.
+TEST_F(NoiseCommandTest, ASampleCountSettingTakesThatManySamplesARepetition) {
+  open_kst();
+  noise_settings("600,10");
+  EXPECT_EQ(noise_samples(), 600);
+  op.expect_gib(std::string(kWait) + " (last one)", 0);
+  op.expect_gib("Noise Test:A/D 600 samples", "OK");
+  noise_command(501);
+  EXPECT_EQ(op.shown[0].gib.ticks, 7) << "tenths: 600 samples at 4000/s, 0.15 s x 1.1 + 0.5";
+  EXPECT_EQ(words(lines(op.last().text).at(5)).at(3), "600");
+
+  for (const char* text : {",10", "none,10", "0,10", ""}) {
+    noise_settings(text);
+    EXPECT_EQ(noise_samples(), 0) << text << ": the test runs by time";
+  }
+}
+
 TEST_F(NoiseCommandTest, TheFilteredTestJudgesOnlyTheUpperLimitAndKeepsItsOwnSummary) {
   open_kst();
   op.expect_gib(kWait, 0);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include <filesystem>
 
 #include <fstream>
@@ -870,6 +872,20 @@ TEST_F(FrmKstMainTest, TechnicianReadoutsDecodeTheRotorDiagnosticsAndLogAShortRe
     for (int i = 0; i < 3; ++i)
       EXPECT_EQ(f.btn_cal[i].back_color == kRgbGreen, i == c.lit) << c.shunt << " " << i;
   }
+}
+
+TEST_F(FrmKstMainTest, AnAdjustmentStepNamesItselfInTheCaptionWhileItRuns) {
+  start();
+  kst_round(f);
+  const std::string idle = f.caption;
+  std::set<std::string> seen;
+  set_event_pump([&] { seen.insert(f.caption); });
+  op.expect_display_data("Zero Adjustment", 3);
+  op.expect_gib("Please wait for Zero Adjustment", 0);
+  op.expect_gib("", 0);
+  kst_serve_command(f, kCmdAdjustZero);
+  EXPECT_TRUE(seen.contains(idle + "  - ADJUSTING: Zero Adjustment")) << idle;
+  EXPECT_EQ(f.caption, idle);
 }
 
 TEST_F(FrmKstMainTest, ThePasswordEntriesLockAndUnlockTheMenus) {
