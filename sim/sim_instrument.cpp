@@ -245,8 +245,19 @@ double true_counts(const SimInstrument& sim, double now) {
   return c;
 }
 
+// How far the drive is off the rotor coil's resonance, in units of the resonance's width.
+double off_resonance(const SimInstrument& sim) {
+  const double period = num(sim, "PWA");
+  if (period <= 0) return 0;
+  const double f = 60000000.0 / period;
+  return (f - sim.physics.resonance_hz) / (0.3 * sim.physics.resonance_hz);
+}
+
+// A drive off its best point feeds the rotor less cleanly: the noise grows with the square
+// of the distance from resonance.
 double raw_sigma(const SimInstrument& sim) {
-  return sim.config.noise_uvpv / kUvpvPerCount;
+  const double x = off_resonance(sim);
+  return sim.config.noise_uvpv / kUvpvPerCount * (1.0 + 4.0 * x * x);
 }
 
 double filter_ratio(const SimInstrument& sim, int channel) {
@@ -413,8 +424,7 @@ int channel_of(const SimInstrument& sim, const std::string& arg) {
 double urv_volts(const SimInstrument& sim, double on_time) {
   double period = num(sim, "PWA");
   if (period <= 0) return 0;
-  double f = 60000000.0 / period;
-  double x = (f - sim.physics.resonance_hz) / (0.3 * sim.physics.resonance_hz);
+  double x = off_resonance(sim);
   return sim.physics.urv_volts_at_full_duty * std::clamp(on_time / period, 0.0, 1.0) /
          (1.0 + x * x);
 }

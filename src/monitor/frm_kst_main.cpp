@@ -27,6 +27,7 @@
 #include "monitor/data_dir.h"
 #include "monitor/frm_data_dir.h"
 #include "monitor/gestures.h"
+#include "monitor/rotor_power.h"
 
 namespace ovn {
 
@@ -305,9 +306,17 @@ void lf_cmd_next_display_mode(FrmKstMain& f, int32_t) {
   lf_apply_channel_labels(f);
 }
 
+// The power labels are the technician's: read only when they show.
+void lf_power_labels(FrmKstMain& f) {
+  if (f.technician) show_power_labels(f);
+}
+
 void lf_cmd_load_configuration(FrmKstMain& f, int32_t) {
   int32_t channels = f.session.channels;
-  if (tm_file_command_load(channels) >= 0) refresh_channels(f, true);
+  if (tm_file_command_load(channels) >= 0) {
+    refresh_channels(f, true);
+    lf_power_labels(f);
+  }
 }
 
 void lf_cmd_save_data_options(FrmKstMain& f, int32_t) {
@@ -468,7 +477,7 @@ void lf_mark_unavailable(FrmKstMain& f) {
 const std::vector<KstCommandRow>& kst_command_table() {
   using F = FrmKstMain;
   static const std::vector<KstCommandRow> table = {
-      {kCmdPwaPlus1, kCmdPwaMinus100},  // power drive period steps
+      {kCmdPwaPlus1, kCmdPwaMinus100, pwr_step_period},
       {kCmdResetMaxMin, kCmdResetMaxMin, [](F&, int32_t) { lf_reset_maxmin(); }},
       {kCmdResetMaxMinAndClear, kCmdResetMaxMinAndClear,
        [](F& f, int32_t) {
@@ -490,7 +499,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
        [](F& f, int32_t) { tm_info_change_id(kKstFamily, [&f] { refresh_channels(f, true); }); }},
       {kCmdWriteFlash, kCmdWriteFlash, [](F&, int32_t) { tm_info_flash_write(kTmInfoCurrent); }},
       {kCmdExit, kCmdExit, [](F& f, int32_t) { f.exit_requested = true; }},
-      {kCmdPower135, kCmdPower135},
+      {kCmdPower135, kCmdPower135, [](F& f, int32_t) { pwr_frequency_dialog(f); }},
       {kCmdAnalogOutputSetup, kCmdAnalogOutputSetup},
       {kCmdDigitalIoSetup, kCmdDigitalIoSetup},
       {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup},
@@ -519,6 +528,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
          rs232_f7();
          // The technician may have changed anything: read the session again.
          refresh_channels(f, true);
+         lf_power_labels(f);
          lf_apply_lock_state(f);
        }},
       {kCmdNoiseAd, kCmdNoiseAdRepeated, lf_cmd_noise},
@@ -541,7 +551,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdShuntTestCtrl, kCmdShuntTestShiftCtrlAlt},
       {kMnUnitsBase, kCmdUnitsLast,
        [](F& f, int32_t command) { lf_units_command(f, command - kMnUnitsBase); }},
-      {kCmdUrvUp, kCmdUrvDown},
+      {kCmdUrvUp, kCmdUrvDown, pwr_step_target},
       {kCmdResize, kCmdResize, lf_cmd_resize},
       {kCmdGestureFirst, kCmdGestureLast,
        [](F& f, int32_t command) {
@@ -801,12 +811,11 @@ void kst_init_session(FrmKstMain& f) {
   graph_read_settings(f.graph, f.session.full_scale);
   for (int i = 0; i < 3; ++i) f.lb_data[i].back_color = f.graph.chn[static_cast<size_t>(i)].color;
 
-  int pwa_lower = get_si16("PWa"), pwa = get_si16("PWA");
-  if (f.technician && pwa > 0) {
-    double freq = 60000.0 / pwa;  // kHz: the drive counts a 60 MHz clock
-    f.lb_tech_pwm.caption = std::to_string(pwa_lower) + "/" + std::to_string(pwa) + " " +
-                            kw_format(100.0 * pwa_lower / pwa / 100.0, "0.00%") +
-                            kw_format(freq, " 0.00kHz");
+  if (f.technician) {
+    show_power_labels(f);
+  } else {
+    (void)get_si16("PWa");  // the drive is read in any mode, shown in the technician's
+    (void)get_si16("PWA");
   }
 
   std::string notice = kst_firmware_notice(f.session.stator_version, f.session.rotor_version);
@@ -835,6 +844,7 @@ void kst_init_session(FrmKstMain& f) {
   lf_apply_filter_label(f);
   f.caption = "GO";
   graph_clear(f.graph);
+  lf_power_labels(f);
   f.rounds = 0;
   if (f.hooks.session_ready) f.hooks.session_ready();
 }
@@ -1001,7 +1011,6 @@ bool kst_tech_status(FrmKstMain& f) {
   std::string tip = "ANY+Click:De/Increase URV Target Voltage";
   for (const std::string& line : f.tech_lines) tip += kCrLf + line;
   f.lb_tech_rtr.tool_tip = tip;
-  f.lb_tech_rtr.caption = volt;
   f.lb_temperature.tool_tip = tmpr;
   return true;
 }

@@ -130,11 +130,10 @@ TEST_F(FrmKstMainTest, TheLoadEventSetsUpControlsMenusAndNoiseCaptions) {
   EXPECT_EQ(f.btn_cmd[1].caption, "Tare");
   EXPECT_EQ(f.btn_cal[2].caption, "- Cal");
   EXPECT_EQ(f.btn_cal[0].tool_tip, "Apply the positive cal signal on the torquemeter");
-  // The power frequency dialog is later work: its button is greyed and says so.
-  EXPECT_FALSE(f.btn_pwr135.enabled);
-  EXPECT_EQ(f.btn_pwr135.tool_tip, "Not available in this build");
+  EXPECT_TRUE(f.btn_pwr135.enabled);
   kst_on_button(f, "btn_pwr135", 0, 1, 0);
-  EXPECT_EQ(f.command, 0);
+  EXPECT_EQ(f.command, kCmdPower135);
+  f.command = 0;
   EXPECT_EQ(f.mn_filter.entries.size(), 16u);
   // The time is held to its range; the repetitions stand.
   EXPECT_EQ(f.mn_misc.entries[1].caption, "Noise Test: A/D 101 second");
@@ -640,7 +639,7 @@ TEST_F(FrmKstMainTest, ALockedInstrumentGreysWhatWouldChangeItAndTheFilterIsChec
       {kCmdPause, KstCommandState::Hidden},
       {kCmdChangeId, KstCommandState::Hidden},
       {kCmdShuntValues, KstCommandState::NotServed},
-      {kCmdPower135, KstCommandState::NotServed},
+      {kCmdHistogram, KstCommandState::NotServed},
       {102, KstCommandState::NotServed},
       {777, KstCommandState::NotServed},
   };
@@ -886,6 +885,65 @@ TEST_F(FrmKstMainTest, AnAdjustmentStepNamesItselfInTheCaptionWhileItRuns) {
   kst_serve_command(f, kCmdAdjustZero);
   EXPECT_TRUE(seen.contains(idle + "  - ADJUSTING: Zero Adjustment")) << idle;
   EXPECT_EQ(f.caption, idle);
+}
+
+TEST_F(FrmKstMainTest, TheTechnicianTunesTheRotorDriveByItsLabelsAndTheFrequencyDialog) {
+  seams.settings.put(kSharedApp, kOvnModeSection, kOvnModeKey, ovn_mode_transform("torque"));
+  start();
+  // The factory drive: 444 counts of 60 MHz, 89 on; target 16096 and window 371 counts.
+  EXPECT_EQ(f.lb_tech_rtr.caption, "6.5002 V (0.1498 V)") << "as the counts say";
+  EXPECT_EQ(f.lb_tech_pwm.caption, "444/444 20.05% 135.14kHz");
+
+  // The period steps keep the duty, rounded to a hundredth, at the new period.
+  const struct {
+    int32_t command;
+    const char* pwa;
+    const char* pwb;
+  } steps[] = {{kCmdPwaPlus100, "544", "109"},
+               {kCmdPwaMinus10, "534", "107"},
+               {kCmdPwaMinus1, "533", "107"},
+               {kCmdPwaPlus1, "534", "107"}};
+  for (const auto& c : steps) {
+    size_t from = port->requests().size();
+    kst_serve_command(f, c.command);
+    std::vector<std::string> sent = requests_since(from);
+    ASSERT_GE(sent.size(), 4u);
+    EXPECT_EQ(std::vector<std::string>(sent.begin() + 1, sent.begin() + 5),
+              (std::vector<std::string>{"PWA", "PWB", std::string("PWA") + c.pwa,
+                                        std::string("PWB") + c.pwb}))
+        << c.command;
+  }
+  EXPECT_EQ(f.lb_tech_pwm.caption, "534/534 20.04% 112.36kHz");
+  sim_set_param(sim, "PWB", "0");
+  kst_serve_command(f, kCmdPwaPlus1);
+  EXPECT_EQ(sim_param(sim, "PWB"), "0") << "no on-time stays none";
+
+  // The URV target moves by 0.1 V within 3.5 to 10 V, and the log says where to.
+  kst_serve_command(f, kCmdUrvUp);
+  EXPECT_EQ(sim_param(sim, "PWC"), "16343");
+  EXPECT_EQ(seams.log.lines.back().substr(8), "URV=6.6 Volts");
+  EXPECT_EQ(f.lb_tech_rtr.caption, "6.5999 V (0.1498 V)");
+  sim_set_param(sim, "PWC", "8667");  // 3.5 V
+  kst_serve_command(f, kCmdUrvDown);
+  EXPECT_EQ(sim_param(sim, "PWC"), "8667");
+
+  // The frequency dialog: the default, another within 50 to 200 kHz, or nothing.
+  const struct {
+    const char* button;
+    std::optional<std::string> typed;
+    const char* pwa;
+  } dialogs[] = {{"135.135kHz", std::nullopt, "444"},
+                 {"Other", "90", "667"},
+                 {"Other", "201", "667"},
+                 {"Other", "fast", "667"},
+                 {"Cancel", std::nullopt, "667"}};
+  for (const auto& d : dialogs) {
+    op.expect_gib("Set Power frequency:", d.button);
+    if (std::string(d.button) == "Other")
+      op.expect_input_box("Enter Power frequency in kHz", d.typed);
+    kst_serve_command(f, kCmdPower135);
+    EXPECT_EQ(sim_param(sim, "PWA"), d.pwa) << d.button << " " << d.typed.value_or("");
+  }
 }
 
 TEST_F(FrmKstMainTest, ThePasswordEntriesLockAndUnlockTheMenus) {
