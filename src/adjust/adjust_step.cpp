@@ -46,34 +46,13 @@ double reading_now() {
   return tm_acquire_engineering(seconds, count, scale, "").mean;
 }
 
-// Local time with its offset from UTC, "2026-11-23T10:00:03+01:00": the offset the
-// machine's time zone has at that local time.
-std::string time_with_zone() {
-  const DateTime t = kw_now();
-  std::tm local{};
-  local.tm_year = t.year - 1900;
-  local.tm_mon = t.month - 1;
-  local.tm_mday = t.day;
-  local.tm_hour = t.hour;
-  local.tm_min = t.minute;
-  local.tm_sec = t.second;
-  local.tm_isdst = -1;
-  std::tm as_utc = local;
-  const long offset = static_cast<long>(timegm(&as_utc) - std::mktime(&local));
-  const long minutes = std::labs(offset) / 60;
-  const long hours = minutes / 60;  // whole hours, the rest as minutes
-  return kw_format_time(t, "yyyy-MM-dd\\Thh:mm:ss") + (offset < 0 ? "-" : "+") +
-         kw_format(static_cast<double>(hours), "00") + ":" +
-         kw_format(static_cast<double>(minutes % 60), "00");
-}
-
 void record_step(const std::string& title, double load, double found, double left,
                  const std::string& verdict) {
   std::string sent;
   for (const std::string& m : adj_sent()) sent += (sent.empty() ? "" : " ") + m;
   // No field holds a comma: times, titles, numbers and messages never do.
-  const std::string row = time_with_zone() + "," + title + "," + double_text(load) + "," +
-                          kw_format(found, "0.0000") + "," + kw_format(left, "0.0000") + "," +
+  const std::string row = kw_iso_time(kw_now(), false) + "," + title + "," + double_text(load) +
+                          "," + kw_format(found, "0.0000") + "," + kw_format(left, "0.0000") + "," +
                           sent + "," + verdict;
   noise_csv_append(adj_record_file(), adj_record_heading(), row);
 }

@@ -61,6 +61,13 @@ int main(int argc, char** argv) {
   ovn::set_command_line(line);
   ovn::HeadlessArgs headless = ovn::headless_parse_args({argv + 1, argv + argc});
   if (headless.headless) return ovn::qt::headless_main(argc, argv, headless);
+  if (!headless.error.empty()) {
+    std::fprintf(
+        stderr,
+        "ovn-kst: %s\nUsage: ovn-kst [--simulate | --port PATH] [options]; --help lists them\n",
+        headless.error.c_str());
+    return ovn::kHeadlessBadArgs;
+  }
 
   QApplication app(argc, argv);
   QApplication::setApplicationName(ovn::build::program_name);

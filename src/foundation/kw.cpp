@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <locale>
 
 #include "foundation/platform.h"
@@ -392,6 +393,24 @@ std::string kw_format_time(const DateTime& t, const std::string& picture) {
 
 std::string kw_timestamp(const DateTime& t, const std::string& separator) {
   return kw_format_time(t, "yyyy-MM-dd") + separator + kw_format_time(t, "T");
+}
+
+std::string kw_iso_time(const DateTime& t, bool milliseconds) {
+  std::tm local{};
+  local.tm_year = t.year - 1900;
+  local.tm_mon = t.month - 1;
+  local.tm_mday = t.day;
+  local.tm_hour = t.hour;
+  local.tm_min = t.minute;
+  local.tm_sec = t.second;
+  local.tm_isdst = -1;
+  std::tm as_utc = local;
+  const long offset = static_cast<long>(timegm(&as_utc) - std::mktime(&local));
+  const long minutes = std::labs(offset) / 60;
+  std::string text = kw_format_time(t, "yyyy-MM-dd\\Thh:mm:ss");
+  if (milliseconds) text += "." + kw_format(t.millisecond, "000");
+  return text + (offset < 0 ? "-" : "+") + kw_format(static_cast<double>(minutes / 60), "00") +
+         ":" + kw_format(static_cast<double>(minutes % 60), "00");
 }
 
 std::string kw_stamp_base64(const DateTime& t) {

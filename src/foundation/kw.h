@@ -201,6 +201,9 @@ DateTime kw_now();
 std::string kw_format_time(const DateTime& t, const std::string& picture);
 // "yyyy-MM-dd" + separator + "hh:mm:ss".
 std::string kw_timestamp(const DateTime& t, const std::string& separator);
+// ISO 8601 with the offset the machine's time zone has at that local time:
+// "2026-11-23T10:00:03+01:00", with `milliseconds` "2026-11-23T10:00:03.125+01:00".
+std::string kw_iso_time(const DateTime& t, bool milliseconds);
 // Year, month, day, hour, minute, second each by kw_format_base in base 64, joined:
 // 2026-11-23 10:05:09 gives "vGbna59". A short stamp for trace lines.
 std::string kw_stamp_base64(const DateTime& t);

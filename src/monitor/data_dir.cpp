@@ -9,7 +9,9 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <vector>
 
 #include "build_info.h"
 #include "foundation/debug_log.h"
@@ -39,8 +41,12 @@ struct DataDir {
   bool event_mode = false;
   bool take_slice = false;  // event mode: one row asked for
   int32_t rows = 0;
-  int fd = -1;           // the open data file, kept open while saving is on
-  double synced_ms = 0;  // when its rows were last made durable
+  // The analysis form: UTF-8, the column heading first, every column in every row (a
+  // column a row lacks carries its last value), identity in a sidecar ".json".
+  bool analysis = false;
+  std::vector<std::string> last;  // the channel columns' last values
+  int fd = -1;                    // the open data file, kept open while saving is on
+  double synced_ms = 0;           // when its rows were last made durable
 };
 
 // Rows are handed to the kernel one whole row a write, so a killed program loses nothing
@@ -139,6 +145,73 @@ void lf_close() {
   s.file_name.clear();
 }
 
+// Latin-1, as the instrument and the settings speak, to UTF-8.
+std::string lf_utf8(const std::string& latin1) {
+  std::string out;
+  for (unsigned char c : latin1) {
+    if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
+// The analysis form's columns from the heading of the original ("Torque(lbf-in)" gives
+// "torque_lbf-in", "Temperature(\xB0F)" gives "temperature_F"); its time column gives way to
+// "time" and "t_s".
+std::vector<std::string> lf_analysis_columns(const std::string& heading) {
+  std::vector<std::string> columns;
+  std::vector<std::string> parts = kw_split(heading, ",");
+  for (size_t i = 1; i < parts.size(); ++i) {
+    std::string name, unit;
+    const size_t open = parts[i].find('(');
+    name = kw_justify(parts[i].substr(0, open), 0, " ");
+    if (open != std::string::npos) unit = parts[i].substr(open + 1, parts[i].rfind(')') - open - 1);
+    std::string column;
+    for (char c : name) column += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    column += "_";
+    for (unsigned char c : unit)
+      if (c != 0xB0 && c != 0xBA) column += static_cast<char>(c);  // degree signs
+    columns.push_back(lf_utf8(column));
+  }
+  return columns;
+}
+
+std::string lf_json_text(const std::string& text) {
+  std::string out = "\"";
+  for (unsigned char c : lf_utf8(text)) {
+    if (c == '"' || c == '\\') out += '\\';
+    if (c < 0x20)
+      out += "\\u00" + std::string(1, "0123456789abcdef"[c >> 4]) + "0123456789abcdef"[c & 15];
+    else
+      out += static_cast<char>(c);
+  }
+  return out + "\"";
+}
+
+// The sidecar of an analysis file: what the original keeps in its comment lines.
+void lf_write_sidecar(const std::string& csv, const std::string& heading,
+                      const std::string& identity, const std::vector<std::string>& columns,
+                      const DtdrSettings& settings) {
+  std::string json = "{\n  \"program\": " + lf_json_text(build::program_name) +
+                     ",\n  \"version\": " + lf_json_text(build::version) +
+                     ",\n  \"start_time\": " + lf_json_text(kw_iso_time(kw_now(), true)) +
+                     ",\n  \"heading\": " + lf_json_text(heading) +
+                     ",\n  \"identity\": " + lf_json_text(identity) +
+                     ",\n  \"save_rate_s\": " + kw_format(settings.rate, "") +
+                     ",\n  \"event_save\": " + (settings.event_save ? "true" : "false") +
+                     ",\n  \"columns\": [";
+  for (size_t i = 0; i < columns.size(); ++i) json += (i ? ", " : "") + lf_json_text(columns[i]);
+  json += "]\n}\n";
+  const std::string name = csv.substr(0, csv.size() - 4) + ".json";
+  std::ofstream out(name, std::ios::binary | std::ios::trunc);
+  out << json;
+  if (!out.flush()) debug_log("Save Data: cannot write " + name);
+}
+
 std::string lf_header(const std::string& heading, const std::string& identity) {
   std::string header =
       std::string("# Data saved via ") + build::program_name + " " + build::version + kLineEnd;
@@ -219,6 +292,7 @@ bool dtdr_get_settings(DtdrSettings& settings) {
   settings.event_save = flag(kDtdrKeyEvent);
   settings.logic_io = flag(kDtdrKeyLogic);
   settings.specify = flag(kDtdrKeySpecify);
+  settings.analysis = flag(kDtdrKeyAnalysis);
   return true;
 }
 
@@ -257,6 +331,7 @@ void dtdr_put_settings(const DtdrSettings& settings) {
   lf_put(kDtdrKeyEvent, lf_bool_text(settings.event_save));
   lf_put(kDtdrKeyLogic, lf_bool_text(settings.logic_io));
   lf_put(kDtdrKeySpecify, lf_bool_text(settings.specify));
+  lf_put(kDtdrKeyAnalysis, lf_bool_text(settings.analysis));
 }
 
 std::string dtdr_next_name(bool reset) {
@@ -283,7 +358,23 @@ bool dtdr_start_stop(const std::string& heading, const std::string& identity) {
     return false;
   }
   DtdrSettings settings = lf_settings();
-  if (!lf_open(lf_header(heading, identity))) return false;
+  std::vector<std::string> columns;
+  std::string header = lf_header(heading, identity);
+  if (settings.analysis) {
+    columns = lf_analysis_columns(heading);
+    header = "time,t_s";
+    for (const std::string& c : columns) header += "," + c;
+    header += std::string(",event") + kLineEnd;
+  }
+  if (!lf_open(header)) return false;
+  s.analysis = settings.analysis;
+  s.last.assign(columns.size(), "");
+  if (s.analysis) {
+    std::vector<std::string> all = {"time", "t_s"};
+    all.insert(all.end(), columns.begin(), columns.end());
+    all.emplace_back("event");
+    lf_write_sidecar(s.file_name, heading, identity, all, settings);
+  }
   s.dir = settings.dir;
   s.start_ms = now_ms();
   s.event_mode = settings.event_save;
@@ -299,7 +390,17 @@ bool dtdr_save_row(const std::string& row, double now) {
   if (!s.saving) return false;
   if (now == 0) now = now_ms();
   if (s.event_mode ? !s.take_slice : s.next_ms > now) return false;
-  std::string line = kw_format((now - s.start_ms) * 0.001, "0.000") + "," + row + kLineEnd;
+  const std::string t_s = kw_format((now - s.start_ms) * 0.001, "0.000");
+  std::string line = t_s + "," + row + kLineEnd;
+  if (s.analysis) {
+    const std::vector<std::string> fields = kw_split(row, ",");
+    line = kw_iso_time(kw_now(), true) + "," + t_s;
+    for (size_t i = 0; i < s.last.size(); ++i) {
+      if (i < fields.size() && !fields[i].empty()) s.last[i] = fields[i];
+      line += "," + s.last[i];
+    }
+    line += std::string(",") + (s.event_mode ? "event" : "") + kLineEnd;
+  }
   int err = lf_write(s.fd, line);
   if (err == 0) err = lf_sync(now);
   if (err != 0) {

@@ -37,6 +37,7 @@ inline constexpr const char* kDtdrKeyRate = "Save Rate";
 inline constexpr const char* kDtdrKeyEvent = "Event Save";
 inline constexpr const char* kDtdrKeyLogic = "Logic I/O Save";
 inline constexpr const char* kDtdrKeySpecify = "Specify File Name";
+inline constexpr const char* kDtdrKeyAnalysis = "Analysis CSV";
 
 // The saving settings as stored. `rate` is seconds per row, 0 meaning every round; a
 // stored rate that is not a number of 0 or more reads as 1. `logic_io` is kept and shown
@@ -47,6 +48,8 @@ struct DtdrSettings {
   bool event_save = false;
   bool specify = false;
   bool logic_io = false;
+  // The analysis form of the file: UTF-8, the heading first, every column in every row.
+  bool analysis = false;
   std::string basename;
 };
 

@@ -33,6 +33,8 @@ void frm_data_dir_load(FrmDataDir& form) {
   form.cb_event_save = {"Event Save (1 slice when \"Save\" is pressed)", settings.event_save};
   form.cb_logic_io = {"Save data when IM2 is on (new file on rising edge)", settings.logic_io};
   form.cb_specify = {"Specify File Name", settings.specify};
+  form.cb_analysis = {"Analysis CSV (UTF-8, heading first, every column in every row)",
+                      settings.analysis};
   form.btn_fn.caption = "Directory and File Name...";
   form.btn_exit.caption = "OK";
   form.btn_cancel.caption = "Cancel";
@@ -102,6 +104,7 @@ void frm_data_dir_btn_exit_click(FrmDataDir& form) {
                      .event_save = form.cb_event_save.value,
                      .specify = form.cb_specify.value,
                      .logic_io = form.cb_logic_io.value,
+                     .analysis = form.cb_analysis.value,
                      .basename = form.basename});
   // A new folder or name starts again at the first free number.
   dtdr_next_name(true);

@@ -38,6 +38,7 @@ struct FrmDataDir {
   FormCheck cb_event_save;
   FormCheck cb_logic_io;
   FormCheck cb_specify;
+  FormCheck cb_analysis;  // the analysis form of the file (data_dir.h)
   FormButton btn_fn;
   FormButton btn_exit;
   FormButton btn_cancel;

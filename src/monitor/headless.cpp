@@ -38,6 +38,8 @@ const char* const kHeadlessHelp =
     "  --save-dir DIR      monitor and save CSV data files into DIR (made when missing)\n"
     "  --save-rate MS      milliseconds per saved row, 0 for every sample\n"
     "                      (default: the windowed program's \"Save Rate\", 1 s)\n"
+    "  --csv-format FORM   original (the instrument's own layout) or analysis (UTF-8,\n"
+    "                      heading first, every column in every row, ISO times, .json)\n"
     "  --run CAPTION       serve this menu entry or button once the session is open\n"
     "                      (repeatable, in order; exit 5 when it is not available)\n"
     "  --answers FILE      the operator's answers to the boxes, one a line (- for stdin);\n"
@@ -64,7 +66,7 @@ bool lf_parse(const std::string& text, int64_t& value) {
 HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
   HeadlessArgs a;
   // The first word that cannot be used says why; later ones do not overwrite it.
-  auto refuse = [&a](const char* why) {
+  auto refuse = [&a](const std::string& why) {
     if (a.error.empty()) a.error = why;
   };
   for (size_t i = 0; i < args.size(); ++i) {
@@ -98,6 +100,12 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
         refuse("--save-rate takes milliseconds per saved row, 0 or more (0: every sample)");
       }
       if (has_value) ++i;
+    } else if (word == "--csv-format") {
+      if (!has_value || (value != "analysis" && value != "original"))
+        refuse("--csv-format takes analysis or original");
+      else
+        a.csv_format = value;
+      if (has_value) ++i;
     } else if (word == "--duration") {
       if (!has_value || !lf_parse(value, a.duration_s) || a.duration_s <= 0) {
         a.duration_s = 0;
@@ -106,6 +114,11 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
       if (has_value) ++i;
     } else if (word == "--technician") {
       a.technician = true;
+    } else if (word == "-nologo" || word == "-nocommportscan" || word == "-nonewversioncheck") {
+      // the window's switches, read where they act
+    } else if (word == "--screenshot") {
+      if (!has_value || value.empty()) refuse("--screenshot takes the path of the picture");
+      if (has_value) ++i;
     } else if (word == "--run") {
       if (!has_value || value.empty())
         refuse("--run takes the caption of a menu entry or button");
@@ -124,11 +137,15 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
         refuse("--samples takes a whole number of samples above 0");
       }
       if (has_value) ++i;
+    } else {
+      refuse(word + ": unknown option (ovn-kst --help lists them)");
     }
   }
   if (a.simulate && !a.port.empty()) refuse("--simulate and --port name two instruments: give one");
   if (a.save_rate_ms >= 0 && a.save_dir.empty())
     refuse("--save-rate is the pace of the data file: give --save-dir too");
+  if (!a.csv_format.empty() && a.save_dir.empty())
+    refuse("--csv-format is the form of the data file: give --save-dir too");
   return a;
 }
 
@@ -412,6 +429,8 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
     settings.run.lay(kDtdrKeyEvent, "False");
     if (args.save_rate_ms >= 0)
       settings.run.lay(kDtdrKeyRate, kw_format(args.save_rate_ms / 1000, ""));
+    if (!args.csv_format.empty())
+      settings.run.lay(kDtdrKeyAnalysis, args.csv_format == "analysis" ? "True" : "False");
   }
   SignalScope signals;
   AbortScope aborts;

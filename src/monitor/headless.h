@@ -104,6 +104,7 @@ struct HeadlessArgs {
   bool monitor = false;           // "--monitor": run the loop even with nothing else asked
   std::string save_dir;           // "--save-dir DIR": save data files there; empty: no saving
   double save_rate_ms = -1;       // "--save-rate MS"; below 0: the stored "Save Rate"
+  std::string csv_format;         // "--csv-format analysis|original"; empty: the stored one
   double duration_s = 0;          // "--duration SECONDS"; 0: no time limit
   int64_t samples = 0;            // "--samples N"; 0: no count
   std::vector<std::string> runs;  // "--run CAPTION", in order

@@ -20,6 +20,7 @@ FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
   cb_event_save = new QCheckBox(this);
   cb_logic_io = new QCheckBox(this);
   cb_specify = new QCheckBox(this);
+  cb_analysis = new QCheckBox(this);
   btn_fn = new QPushButton(this);
   btn_exit = new QPushButton(this);
   btn_exit->setDefault(true);
@@ -42,6 +43,7 @@ FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
   layout->addWidget(cb_event_save);
   layout->addWidget(cb_logic_io);
   layout->addWidget(cb_specify);
+  layout->addWidget(cb_analysis);
   layout->addLayout(button_row);
 
   connect(txt_save_rate, &QLineEdit::textChanged, this, [this](const QString& text) {
@@ -50,7 +52,8 @@ FrmDataDirDialog::FrmDataDirDialog(FrmDataDir& form, QWidget* parent)
   const std::pair<QCheckBox*, FormCheck FrmDataDir::*> checks[] = {
       {cb_event_save, &FrmDataDir::cb_event_save},
       {cb_logic_io, &FrmDataDir::cb_logic_io},
-      {cb_specify, &FrmDataDir::cb_specify}};
+      {cb_specify, &FrmDataDir::cb_specify},
+      {cb_analysis, &FrmDataDir::cb_analysis}};
   for (const auto& check : checks) {
     // Plain variables: a lambda cannot capture a structured binding on every compiler.
     QCheckBox* box = check.first;
@@ -87,7 +90,8 @@ void FrmDataDirDialog::render() {
   lb_save_rate->setText(latin1(form_.lb_save_rate.caption));
   const std::pair<QCheckBox*, const FormCheck*> checks[] = {{cb_event_save, &form_.cb_event_save},
                                                             {cb_logic_io, &form_.cb_logic_io},
-                                                            {cb_specify, &form_.cb_specify}};
+                                                            {cb_specify, &form_.cb_specify},
+                                                            {cb_analysis, &form_.cb_analysis}};
   for (auto [box, check] : checks) {
     box->setText(latin1(check->caption));
     box->setChecked(check->value);

@@ -26,6 +26,7 @@ class FrmDataDirDialog : public QDialog {
   QCheckBox* cb_event_save = nullptr;
   QCheckBox* cb_logic_io = nullptr;
   QCheckBox* cb_specify = nullptr;
+  QCheckBox* cb_analysis = nullptr;
   QPushButton* btn_fn = nullptr;
   QPushButton* btn_exit = nullptr;
   QPushButton* btn_cancel = nullptr;

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -486,6 +487,55 @@ TEST_F(DataDirTest, AFolderRemovedWhileSavingStopsSavingAndCannotBeReopenedSilen
   EXPECT_FALSE(dtdr_saving());
   EXPECT_EQ(op.shown[1].text, file_error(ENOENT) + "\r\nUnable to open file \"" + name(0) +
                                   "\"\r\n   for Output\r\n\r\nRetry opening?");
+}
+
+}  // namespace
+}  // namespace ovn
+
+namespace ovn {
+namespace {
+
+// The analysis form, for pandas, R and csv.reader: UTF-8, the heading first, every column
+// in every row with the temperature carried from the last readout, ISO times with the
+// offset, an event column, and the identity in a sidecar.
+TEST_F(DataDirTest, TheAnalysisFormIsATableWithoutRaggedRowsAndASidecar) {
+  test::EnvGuard env;
+  env.set("TZ", "CET-1");
+  ::tzset();
+  put(kDtdrKeyRate, "0");
+  put(kDtdrKeyAnalysis, "True");
+  dtdr_init(kApp);
+  ASSERT_TRUE(
+      dtdr_start_stop(" Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(\xB0"
+                      "F)",
+                      "Model:52002V \"2-3\""));
+  ASSERT_TRUE(dtdr_save_row("1.5,2,3", 0));
+  ASSERT_TRUE(dtdr_save_row("1.25,2.5,3.5,75.0", 0));
+  clock().sleep(125);
+  ASSERT_TRUE(dtdr_save_row("1,2,3", 0));
+  dtdr_close();
+  ::tzset();
+  EXPECT_EQ(read_file(name(0)),
+            "time,t_s,torque_lbf-in,speed_RPM,power_Hp,temperature_F,event\r\n"
+            "2026-11-23T10:00:00.000+01:00,0.000,1.5,2,3,,\r\n"
+            "2026-11-23T10:00:00.000+01:00,0.000,1.25,2.5,3.5,75.0,\r\n"
+            "2026-11-23T10:00:00.125+01:00,0.125,1,2,3,75.0,\r\n");
+  EXPECT_EQ(read_file(dir / "KST.0000.json"),
+            std::string("{\n  \"program\": \"ovn-kst\",\n  \"version\": \"") + build::version +
+                "\",\n  \"start_time\": \"2026-11-23T10:00:00.000+01:00\",\n"
+                "  \"heading\": \" Time(s),Torque(lbf-in),Speed(RPM),Power(Hp),Temperature(\xC2\xB0"
+                "F)\",\n  \"identity\": \"Model:52002V \\\"2-3\\\"\",\n  \"save_rate_s\": 0,\n"
+                "  \"event_save\": false,\n  \"columns\": [\"time\", \"t_s\", \"torque_lbf-in\", "
+                "\"speed_RPM\", \"power_Hp\", \"temperature_F\", \"event\"]\n}\n");
+
+  // Rows that events write say so.
+  put(kDtdrKeyEvent, "True");
+  ASSERT_TRUE(dtdr_start_stop(" Time(s),Torque(lbf-in)", ""));
+  ASSERT_TRUE(dtdr_save_row("7", 0));
+  dtdr_close();
+  EXPECT_EQ(read_file(name(1)),
+            "time,t_s,torque_lbf-in,event\r\n"
+            "2026-11-23T10:00:00.125+01:00,0.000,7,event\r\n");
 }
 
 }  // namespace

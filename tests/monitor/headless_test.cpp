@@ -431,6 +431,7 @@ TEST(HeadlessArgs, TheMonitorWordsTheirValuesAndWhenTheLoopRuns) {
   EXPECT_EQ(a.error, "");
   EXPECT_EQ(parse({"--save-dir", "d", "--save-rate", "0"}).save_rate_ms, 0) << "every sample";
   EXPECT_LT(parse({"--save-dir", "d"}).save_rate_ms, 0) << "the stored rate";
+  EXPECT_EQ(parse({"--save-dir", "d", "--csv-format", "analysis"}).csv_format, "analysis");
 
   struct Row {
     std::vector<std::string> words;
@@ -444,6 +445,13 @@ TEST(HeadlessArgs, TheMonitorWordsTheirValuesAndWhenTheLoopRuns) {
       {{"--duration", "inf"}, "--duration takes seconds, a number above 0"},
       {{"--samples", "2.5", "--duration", "0"},  // the first fault is named
        "--samples takes a whole number of samples above 0"},
+      {{"--csv-format", "excel", "--save-dir", "d"}, "--csv-format takes analysis or original"},
+      {{"--csv-format", "analysis"},
+       "--csv-format is the form of the data file: give --save-dir too"},
+      {{"--bogus"}, "--bogus: unknown option (ovn-kst --help lists them)"},
+      {{"-nologo", "stray"}, "stray: unknown option (ovn-kst --help lists them)"},
+      {{"--screenshot"}, "--screenshot takes the path of the picture"},
+      {{"-nocommportscan", "-nonewversioncheck", "--screenshot", "a.png"}, ""},
   };
   for (const Row& row : rows) {
     std::string line;
