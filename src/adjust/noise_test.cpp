@@ -148,9 +148,8 @@ int noise_test_run(bool raw, int32_t reps) {
   const int decimals = raw ? 3 : -1;
 
   std::string text = headline() + kCrLf;
-  const std::string length = session_samples() > 0
-                                 ? std::to_string(session_samples()) + " samples"
-                                 : kw_format(seconds, "") + " second";
+  const std::string length = session_samples() > 0 ? std::to_string(session_samples()) + " samples"
+                                                   : kw_format(seconds, "") + " second";
   text += std::string(raw ? "Noise Test:A/D " : "Noise Test:Filtered lbf-in ") + length +
           (reps > 1 ? " x " + std::to_string(reps) : "");
   if (!raw) text += "   Filter=" + kw_format(filter_hz, "0.0") + " Hz";
@@ -261,7 +260,8 @@ void noise_settings(const std::string& text) {
   }
   session_samples() = samples;
   if (fields.size() > 1 && kw_is_numeric(fields[1]))
-    kw_setting_seed(kSettingsApp, kSettingsSection, "Noise-Test-Reps", kw_justify(fields[1], 0, " "));
+    kw_setting_seed(kSettingsApp, kSettingsSection, "Noise-Test-Reps",
+                    kw_justify(fields[1], 0, " "));
 }
 
 int32_t noise_samples() {

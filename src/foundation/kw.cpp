@@ -407,10 +407,11 @@ std::string kw_iso_time(const DateTime& t, bool milliseconds) {
   std::tm as_utc = local;
   const long offset = static_cast<long>(timegm(&as_utc) - std::mktime(&local));
   const long minutes = std::labs(offset) / 60;
+  const long hours = minutes / 60;  // whole hours, the rest as minutes
   std::string text = kw_format_time(t, "yyyy-MM-dd\\Thh:mm:ss");
   if (milliseconds) text += "." + kw_format(t.millisecond, "000");
-  return text + (offset < 0 ? "-" : "+") + kw_format(static_cast<double>(minutes / 60), "00") +
-         ":" + kw_format(static_cast<double>(minutes % 60), "00");
+  return text + (offset < 0 ? "-" : "+") + kw_format(static_cast<double>(hours), "00") + ":" +
+         kw_format(static_cast<double>(minutes % 60), "00");
 }
 
 std::string kw_stamp_base64(const DateTime& t) {
