@@ -42,6 +42,9 @@ const char* kUsage =
     "  --listen MS        after each reply, poll without sleeping this long (default 0:\n"
     "                     block at once, using no processor while nobody talks)\n"
     "  --transcript FILE  append every request and reply to FILE\n"
+    "  --fault KIND[:AFTER[:COUNT]]  misbehave after AFTER requests, for COUNT requests\n"
+    "                     (0 or none: for good): silent (no reply), garble (the reply's\n"
+    "                     first character turned into #), unplug (the device goes away)\n"
     "  --version          print the version and end\n"
     "  --help             this text\n";
 
@@ -117,6 +120,8 @@ int main(int argc, char** argv) {
       ok = number_arg(v, serve.turnaround_ms) && serve.turnaround_ms >= 0;
     } else if (opt == "--listen") {
       ok = number_arg(v, serve.listen_ms) && serve.listen_ms >= 0;
+    } else if (opt == "--fault") {
+      ok = ovn::sim_parse_fault(v, serve);
     } else if (opt == "--transcript") {
       serve.transcript_path = v;
     } else {

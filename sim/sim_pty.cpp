@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -171,11 +172,13 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
     std::fflush(transcript);
   };
   long answered = 0;
+  long heard = 0;
+  bool unplugged = false;
   std::string partial;
   double rx_free = 0;  // when the line towards the instrument is free again
   char buf[4096];
   double listen_until = 0;  // until then the next byte is waited for without sleeping
-  while (!stop.load()) {
+  while (!stop.load() && !unplugged) {
     pollfd p{master_fd, POLLIN, 0};
     bool listening = steady_ms() < listen_until;
     if (listening) sched_yield();  // a busy machine gets the processor back at once
@@ -197,12 +200,25 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
         continue;
       }
       record(now, '>', partial + "\n");
+      ++heard;
+      bool faulty =
+          options.fault != SimFault::None && heard > options.fault_after &&
+          (options.fault_count == 0 || heard <= options.fault_after + options.fault_count);
+      if (faulty && options.fault == SimFault::Unplug) {
+        unplugged = true;
+        break;
+      }
+      if (faulty && options.fault == SimFault::Silent) {
+        partial.clear();
+        continue;
+      }
       // The instrument acts when the request's last byte has arrived, at `at`.
       std::optional<std::string> reply;
       if (rate_matches(sim, options.speed_fd)) reply = sim_request(sim, partial, at - t0);
       partial.clear();
       if (!reply) continue;
       ++answered;
+      if (faulty) *reply = "#" + (reply->empty() ? std::string() : reply->substr(1));
       std::string bytes = *reply + sim.config.line_end;
       double start = at + options.turnaround_ms;
       // Bytes leave in small groups, each when the line would have carried it. The sleeps
@@ -221,6 +237,32 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
   }
   if (transcript) std::fclose(transcript);
   return answered;
+}
+
+bool sim_parse_fault(const std::string& text, SimServeOptions& options) {
+  static const std::pair<const char*, SimFault> kKinds[] = {
+      {"silent", SimFault::Silent}, {"garble", SimFault::Garble}, {"unplug", SimFault::Unplug}};
+  std::string kind = text.substr(0, text.find(':'));
+  SimServeOptions o = options;
+  o.fault = SimFault::None;
+  for (const auto& [name, fault] : kKinds)
+    if (kind == name) o.fault = fault;
+  if (o.fault == SimFault::None) return false;
+  long numbers[2] = {0, 0};
+  size_t at = kind.size();
+  for (long& n : numbers) {
+    if (at >= text.size()) break;
+    const char* first = text.data() + at + 1;
+    const char* last = text.data() + text.size();
+    auto [p, ec] = std::from_chars(first, last, n);
+    if (ec != std::errc() || n < 0 || (p != last && *p != ':')) return false;
+    at = static_cast<size_t>(p - text.data());
+  }
+  if (at < text.size()) return false;
+  o.fault_after = numbers[0];
+  o.fault_count = numbers[1];
+  options = o;
+  return true;
 }
 
 }  // namespace ovn

@@ -14,7 +14,21 @@
 
 namespace ovn {
 
+// A misbehaving instrument, for trying the program against faults.
+enum class SimFault {
+  None,
+  Silent,  // the request is heard and not answered
+  Garble,  // the reply comes with its first character turned into "#" ("#K" for "OK")
+  Unplug,  // serving stops and the terminal goes away, as a pulled cable
+};
+
 struct SimServeOptions {
+  // The fault hits requests after the first `fault_after` (counted as heard), for
+  // `fault_count` requests (0: all that follow); then the instrument behaves again.
+  // Silent from 0 for 3 is a slow start; after 1 for 3, a stator that dozes off.
+  SimFault fault = SimFault::None;
+  long fault_after = 0;
+  long fault_count = 0;
   long baud = 115200;          // 0: no baud emulation, bytes leave at once
   double turnaround_ms = 0.0;  // the instrument's time between request and reply
   // How long the instrument listens hard (polls without sleeping) after each exchange
@@ -60,5 +74,9 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
 // ">" (request) or "<" (reply), a blank, and the bytes with CR, LF, backslash and other
 // control bytes written as \r, \n, \\ and \xHH.
 std::string sim_transcript_line(double ms, char direction, const std::string& bytes);
+
+// Reads "silent", "garble" or "unplug", optionally followed by ":AFTER" and ":COUNT"
+// ("silent:1:3"), into `options`. False for any other text.
+bool sim_parse_fault(const std::string& text, SimServeOptions& options);
 
 }  // namespace ovn

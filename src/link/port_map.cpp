@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "foundation/operator.h"
 #include "foundation/platform.h"
 #include "foundation/settings.h"
 
@@ -30,6 +31,16 @@ std::vector<std::string> port_map_order(std::vector<std::pair<std::string, std::
 
 std::string port_map_device(int n, const std::vector<std::string>& enumerated) {
   std::string stored = kw_setting_get(kSharedApp, kSection, key_of(n), "");
+  // A NUL or another control character cannot be in a device's path: such an entry was
+  // damaged, and is named and passed over rather than handed to the system.
+  const bool damaged = std::any_of(stored.begin(), stored.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+  if (damaged) {
+    msg_box("The entry " + key_of(n) + " of [" + kSection + "] in " + kSharedApp +
+                ".ini is not the path of a device; it is passed over.",
+            MsgButtons::Ok, "Serial Port");
+    stored.clear();
+  }
   if (!stored.empty()) return stored;
   if (n >= 1 && n <= static_cast<int>(enumerated.size())) return enumerated[n - 1];
   return "";

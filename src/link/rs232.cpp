@@ -1,7 +1,9 @@
 #include "link/rs232.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 
 #include "foundation/debug_log.h"
@@ -61,7 +63,9 @@ struct Rs232State {
   std::string id;
   std::string out;
   int32_t retries = 0;
-  bool exit_flag = false;
+  double exit_deadline_ms = 0;  // 0: none
+  int64_t failure_number = 0;   // failed exchanges so far (see rs232_failure_number)
+  int32_t open_failures = 0;    // calls whose failure has not ended yet
   bool trace = false;
   bool busy = false;
   int32_t good_count = 0;
@@ -70,6 +74,31 @@ struct Rs232State {
 Rs232State& st() {
   static Rs232State s;
   return s;
+}
+
+// Outside the state record so that a signal handler may raise it.
+volatile std::sig_atomic_t g_exit_flag = 0;
+
+// One failed exchange lasts from the first failed attempt of a call to that call's return;
+// a failure inside another (the retried exchange inside a typed reader) is the same one.
+struct FailureMark {
+  bool marked = false;
+  void begin() {
+    if (marked) return;
+    marked = true;
+    if (st().open_failures++ == 0) ++st().failure_number;
+  }
+  ~FailureMark() {
+    if (marked) --st().open_failures;
+  }
+};
+
+// The shutdown request as every wait and loop of the link sees it: the flag, or the
+// run's deadline passed.
+bool exiting() {
+  if (g_exit_flag != 0) return true;
+  double deadline = st().exit_deadline_ms;
+  return deadline > 0 && now_ms() >= deadline;
 }
 
 // A double as the program writes it in dialogs and log lines: shortest form, "-149".
@@ -161,10 +190,12 @@ bool is_upper_hex(const std::string& text) {
 template <typename Accept>
 bool read_until(const std::string& message, double timeout, const std::string& expecting,
                 const std::string& name, int reset_every, int ask_every, Accept accept) {
+  FailureMark failure;
   for (int32_t rejected = 1;; ++rejected) {
     std::string reply = get_reply(message, timeout);
     if (accept(reply)) return true;
-    if (st().exit_flag) return false;
+    if (exiting()) return false;
+    failure.begin();
     if (reset_every > 0 && rejected % reset_every == 0) (void)rs232_reset(name + message);
     if (rejected % ask_every == 0 &&
         rs232_failure_dialog(message, reply, rejected, timeout, expecting) == 2)
@@ -357,10 +388,16 @@ const std::string& rs232_out() {
   return st().out;
 }
 void rs232_set_exit_flag(bool on) {
-  st().exit_flag = on;
+  g_exit_flag = on ? 1 : 0;
+}
+int64_t rs232_failure_number() {
+  return st().failure_number;
+}
+void rs232_set_exit_deadline(double at_ms) {
+  st().exit_deadline_ms = at_ms;
 }
 bool rs232_exit_flag() {
-  return st().exit_flag;
+  return exiting();
 }
 void rs232_set_trace(bool on) {
   st().trace = on;
@@ -374,6 +411,7 @@ int32_t rs232_good_count() {
 
 void rs232_reset_state() {
   st() = Rs232State{};
+  g_exit_flag = 0;
   st().port = &st().no_port;
 }
 
@@ -423,9 +461,11 @@ std::string rs232_wait_reply(const std::string& message, double timeout) {
   // it wakes on the reply's bytes, on an event (which may set ExitFlag) or at the deadline.
   for (;;) {
     if (rs232_read_input(reply) && rs232_is_terminated(reply)) break;
-    if (deadline <= now_ms() || s.exit_flag) break;
+    if (deadline <= now_ms() || exiting()) break;
     pump_events();
-    s.port->wait_input_until(deadline);
+    // The run's own end comes first when it is nearer than the reply's deadline.
+    const double stop = s.exit_deadline_ms > 0 ? std::min(deadline, s.exit_deadline_ms) : deadline;
+    s.port->wait_input_until(stop);
   }
   // The reply still holds its terminator here, so only a bare "OK" without one changes
   // the ID; the ID command finishes the change itself.
@@ -442,17 +482,18 @@ std::string rs232_try_reply(const std::string& message, double timeout) {
 
 std::string get_reply(const std::string& message, double timeout) {
   auto& s = st();
-  while (s.busy && !s.exit_flag) yield_ms(1);
+  while (s.busy && !exiting()) yield_ms(1);
   s.busy = true;
   int32_t attempts = 0;
   TitleWatch title;
+  FailureMark failure;
   ++s.good_count;
   if (!s.port->is_open()) {
     s.busy = false;
     return "!" + rs232_port_name(*s.port) + " Not Open!";
   }
   std::string reply;
-  while (!s.exit_flag) {
+  while (!exiting()) {
     if (!rs232_read_input(reply)) reply = rs232_wait_reply(message, timeout);
     if (rs232_is_terminated(reply)) {
       if (reply[0] == '!') s.good_count = 0;
@@ -462,6 +503,7 @@ std::string get_reply(const std::string& message, double timeout) {
       return reply;
     }
     ++attempts;
+    failure.begin();
     char count[16];
     std::snprintf(count, sizeof count, "%04d", static_cast<int>(attempts));
     debug_log("RS232 REPT" + std::string(count) + "(" + quoted(s.id + message) + "," +
@@ -469,6 +511,8 @@ std::string get_reply(const std::string& message, double timeout) {
               std::to_string(s.good_count - 1) + " good messages");
     s.good_count = 0;
     title.on_failure(attempts, message, reply);
+    // At shutdown nothing more is asked: no dialog, no pause, no reset.
+    if (exiting()) break;
     if (attempts % 3 == 0 && rs232_failure_dialog(message, reply, attempts, timeout, "") == 2)
       break;
     sleep_ms(100, 1);
@@ -493,7 +537,7 @@ int16_t rs232_failure_dialog(const std::string& message, const std::string& got,
   text += "   Got     :" + quoted(got) + "\r\n";
   text += "   Retries :" + std::to_string(retries) + "\r\n";
   text += "   Timeout :" + number_text(timeout) + " ms\r\n";
-  text += std::string("   ExitFlag:") + (s.exit_flag ? "True" : "False") + "\r\n";
+  text += std::string("   ExitFlag:") + (exiting() ? "True" : "False") + "\r\n";
   if (!expecting.empty()) {
     bool vowel = std::string("aeiou").find(expecting[0]) != std::string::npos;
     text += "   Expecting " + std::string(vowel ? "an" : "a") + " " + expecting + ".\r\n";
@@ -549,7 +593,7 @@ std::string get_hexstr(const std::string& message, double timeout) {
   for (;;) {
     std::string reply = get_reply(message, timeout);
     if (is_upper_hex(reply)) return reply;
-    if (st().exit_flag) return "";
+    if (exiting()) return "";
     debug_log("NOT-a-HEXSTR:" + reply);
   }
 }
@@ -577,11 +621,13 @@ int16_t get_hex_u8(const std::string& message, double timeout) {
 // ---- The "OK" forms ----------------------------------------------------------------------
 
 bool rs232_send_ok(const std::string& message, double timeout, int tries) {
+  FailureMark failure;
   for (;;) {
     std::string reply;
     for (int k = 1; k <= tries; ++k) {
       reply = get_reply(message, timeout);
       if (reply == "OK") return true;
+      failure.begin();
       debug_log("RS232 OK-RETRY:SENT" + quoted(st().id + message) + "  GOT:" + quoted(reply));
     }
     if (rs232_failure_dialog(message, reply, tries, timeout, "\"OK\"") == 2) return false;

@@ -100,9 +100,19 @@ int32_t rs232_min_timeout_ms();
 // The last text written to the line (ID, message, LF).
 const std::string& rs232_out();
 
-// The shutdown request every wait of the link watches. Set by the orderly exit.
+// The shutdown request every wait and loop of the link watches. Set by the orderly exit;
+// a run without windows also raises it from its SIGINT/SIGTERM handler (setting it is
+// async-signal-safe) and by its deadline. True while the flag is set or the deadline has
+// passed. Lowering the flag leaves the deadline in force.
 void rs232_set_exit_flag(bool on);
 bool rs232_exit_flag();
+// Which failed exchange the link is in, or was last in: grows by one when a call (the
+// retried exchange, a typed reader, a write form) sees its first failure while no other
+// failure is open; the failure lasts until that call returns. The failure dialogs of one
+// failure share the number, so an operator can count its answers per failure.
+int64_t rs232_failure_number();
+// From `at_ms` (now_ms time) on the link behaves as with the flag set; 0: no deadline.
+void rs232_set_exit_deadline(double at_ms);
 
 // Tracing: every text written to the line and every piece read from it goes to the log
 // ("RS232 SENT:", "RS232 READ:", line ends written as in the repeat line). Off by default:

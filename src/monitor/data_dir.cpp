@@ -44,6 +44,7 @@ struct DataDir {
   // The analysis form: UTF-8, the column heading first, every column in every row (a
   // column a row lacks carries its last value), identity in a sidecar ".json".
   bool analysis = false;
+  bool failed = false;            // the last file stopped on a write error
   std::vector<std::string> last;  // the channel columns' last values
   int fd = -1;                    // the open data file, kept open while saving is on
   double synced_ms = 0;           // when its rows were last made durable
@@ -381,6 +382,7 @@ bool dtdr_start_stop(const std::string& heading, const std::string& identity) {
   s.period_ms = settings.rate / 0.001;
   s.next_ms = s.start_ms;
   s.saving = true;
+  s.failed = false;
   s.rows = 0;
   return true;
 }
@@ -406,6 +408,7 @@ bool dtdr_save_row(const std::string& row, double now) {
   if (err != 0) {
     std::string name = s.file_name;
     lf_close();
+    s.failed = true;
     debug_log("Save Data: cannot write " + name + ": " + lf_error_text(err));
     msg_box(lf_error_text(err) + kLineEnd + "Unable to print to file \"" + name + "\"" + kLineEnd +
                 "Data saving has stopped; the " + std::to_string(s.rows) +
@@ -417,6 +420,10 @@ bool dtdr_save_row(const std::string& row, double now) {
   ++s.rows;
   s.take_slice = false;
   return true;
+}
+
+bool dtdr_failed() {
+  return dd().failed;
 }
 
 void dtdr_close() {

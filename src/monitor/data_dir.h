@@ -94,6 +94,9 @@ bool dtdr_start_stop(const std::string& heading, const std::string& identity);
 bool dtdr_save_row(const std::string& row, double now);
 
 bool dtdr_saving();
+// Whether the last file stopped because it could not be written (a full disk, a vanished
+// folder), not because saving was ended.
+bool dtdr_failed();
 // Ends saving, if on, as the program ends: the rows are made durable and the file closed.
 void dtdr_close();
 int32_t dtdr_rows();                  // rows written to the current (or last) file

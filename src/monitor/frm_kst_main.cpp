@@ -879,10 +879,12 @@ KstRoundEnd kst_round(FrmKstMain& f) {
   }
   if (!f.extra_field.empty()) row += "," + f.extra_field;
   f.last_row = row.empty() ? row : row.substr(1);
-  if (dtdr_save_row(f.last_row, 0)) f.extra_field.clear();
+  // A round cut short by the end of the run measured nothing: no row, no readouts.
+  bool ending = rs232_exit_flag();
+  if (!ending && dtdr_save_row(f.last_row, 0)) f.extra_field.clear();
 
   graph_screen_end(g);
-  if (g.next_text_ms <= g.elapsed_ms) kst_refresh_readouts(f);
+  if (!ending && g.next_text_ms <= g.elapsed_ms) kst_refresh_readouts(f);
   g.prev_elapsed_ms = g.elapsed_ms;
   if (f.hooks.round_end) f.hooks.round_end();
 
@@ -897,10 +899,18 @@ void kst_refresh_readouts(FrmKstMain& f) {
     const KstDisplayMode& m = f.modes[static_cast<size_t>(f.display_mode)];
     size_t k = static_cast<size_t>(ch - 1);
     std::vector<std::string> r;
-    do {
-      r = lf_fields(get_reply("MX" + lf_ch(ch) + m.letter));
+    for (;;) {
+      std::string reply = get_reply("MX" + lf_ch(ch) + m.letter);
+      r = lf_fields(reply);
       lf_convert_fields(f, r);
-    } while ((r.size() < 2 || !kw_is_numeric(r[0]) || !kw_is_numeric(r[1])) && !f.exit_requested);
+      if ((r.size() >= 2 && kw_is_numeric(r[0]) && kw_is_numeric(r[1])) || f.exit_requested) break;
+      // An empty reply is the operator's Skip or the end of the run, and a closed port
+      // answers at once without asking: asking again would never end.
+      if (reply.empty() || rs232_exit_flag() || !rs232_is_open(rs232_port())) {
+        r.clear();
+        break;
+      }
+    }
     if (r.size() < 2) break;
     double mx = lf_number(r[0]) * m.scale[k] + m.offset[k];
     double mn = lf_number(r[1]) * m.scale[k] + m.offset[k];

@@ -155,6 +155,8 @@ volatile std::sig_atomic_t g_stop = 0;
 
 void lf_on_signal(int sig) {
   g_stop = 1;
+  // Every wait and loop that talks ends at once, so the round ends and the run with it.
+  rs232_set_exit_flag(true);
   wake_event_wait();  // a wait under way returns, so the loop sees the stop at once
   // A second signal of the same kind is not asked twice: it ends the process.
   std::signal(sig, SIG_DFL);
@@ -244,7 +246,8 @@ struct SettingsScope {
 
 void lf_round_end(HeadlessMonitor& m) {
   FrmKstMain& f = m.f;
-  ++m.samples;
+  // A round cut short by the end of the run took no sample.
+  if (!rs232_exit_flag()) ++m.samples;
   double t = now_ms() - m.go_ms;
   if (m.readout_due && m.out != nullptr) {
     // The state the procedures left, once the round has read it.
@@ -275,9 +278,11 @@ void lf_round_end(HeadlessMonitor& m) {
   else
     return;
   m.ended_ms = t;
-  // What the operator would do: stop saving, then close the window.
+  // What the operator would do: stop saving, then close the window. The shutdown that
+  // follows (flash commit, configuration save) talks too; it has its own time.
   if (dtdr_saving()) f.command = kCmdSaveData;
   f.exit_requested = true;
+  rs232_set_exit_deadline(now_ms() + kHeadlessShutdownMs);
 }
 
 }  // namespace
@@ -297,6 +302,9 @@ void headless_monitor_hooks(HeadlessMonitor& m) {
       if (m.answers != nullptr) m.answers->reach_sim_lines();
     }
     m.go_ms = now_ms();
+    // The run's time limit ends every exchange in flight, however long the instrument
+    // keeps it going; the round it cuts short ends the loop.
+    if (m.duration_ms > 0) rs232_set_exit_deadline(m.go_ms + m.duration_ms);
     if (!m.save) return;
     kst_serve_command(m.f, kCmdSaveData);  // the "Save Data" button, pressed at "GO"
     m.file_name = dtdr_file_name();
@@ -449,9 +457,14 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
   kst_load(m.f);
   kst_timer1(m.f);
   code = m.code;
+  rs232_set_exit_deadline(0);
   err << "ovn-kst: " << m.samples << " samples in " << kw_format(m.ended_ms / 1000, "0.000")
       << " s (" << (m.ended_by.empty() ? "ended" : m.ended_by) << ")";
   if (!m.file_name.empty()) err << "; " << dtdr_rows() << " rows saved to " << m.file_name;
+  if (!m.file_name.empty() && dtdr_failed()) {
+    err << "; data saving stopped after row " << dtdr_rows();
+    if (code == kHeadlessOk || code == kHeadlessSkipped) code = kHeadlessSavingStopped;
+  }
   err << "\n";
   err.flush();
   return !m.save || !m.file_name.empty();
@@ -504,7 +517,9 @@ int headless_run(PortService& port, const HeadlessArgs& args, std::ostream& out,
   OperatorScope scope(answers ? static_cast<Operator*>(&*answers) : &op);
   rs232_attach(port, "");
   rs232_load_relaxed();
-  std::string summary = tm_info_open_headless(kTmNone, "", 0);
+  // The monitor and the window's procedures work on a KST only: it is searched for alone,
+  // so a slow first answer cannot settle the search on another family.
+  std::string summary = tm_info_open_headless(monitor ? kTmKst : kTmNone, "", 0);
   out << lf_lines(summary);
   out.flush();
   int code = kHeadlessOk;

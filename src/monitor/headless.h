@@ -15,9 +15,12 @@
 // automatic configuration save), on a KST torquemeter only. The loop ends
 //   - after --samples N rounds (a round is one sample),
 //   - at the end of the first round that finishes --duration SECONDS after "GO",
-//   - or at SIGINT / SIGTERM (the handler only sets a flag that the round's end reads; a
-//     second signal of the same kind ends the process the default way),
-// whichever comes first. Ending means what closing the window means, in order: the data
+//   - or at SIGINT / SIGTERM (a second signal of the same kind ends the process the
+//     default way),
+// whichever comes first. The time limit and the signals raise the link's exit flag
+// (rs232_set_exit_deadline, rs232_set_exit_flag), which ends every exchange and every
+// loop that talks, so a silent or dead instrument cannot keep the run going; the round
+// they cut short saves no row. Ending means what closing the window means, in order: the data
 // file is closed (the "Save Data" command), exit_requested is set, the round ends, then
 // the flash commit and the automatic save.
 //
@@ -92,8 +95,14 @@ constexpr int kHeadlessOk = 0;
 constexpr int kHeadlessAborted = 1;
 constexpr int kHeadlessSkipped = 2;
 constexpr int kHeadlessBadArgs = 3;
-constexpr int kHeadlessAnswers = 4;      // the answers ran out or one did not fit
-constexpr int kHeadlessUnavailable = 5;  // a --run entry is hidden or disabled here
+constexpr int kHeadlessAnswers = 4;        // the answers ran out or one did not fit
+constexpr int kHeadlessUnavailable = 5;    // a --run entry is hidden or disabled here
+constexpr int kHeadlessSavingStopped = 7;  // the data file could not be written to the end
+
+// How long the shutdown of a monitor (flash commit, configuration save) may talk after the
+// loop has ended; past it the link's exit flag ends every exchange, so a dead instrument
+// cannot hold the run.
+constexpr double kHeadlessShutdownMs = 3000;
 
 // What the command line asks of a headless run.
 struct HeadlessArgs {

@@ -3,7 +3,9 @@
 #include <ostream>
 
 #include "instrument/password.h"
+#include "link/rs232.h"
 #include "link/selcom.h"
+#include "monitor/data_dir.h"
 
 namespace ovn {
 
@@ -66,12 +68,26 @@ void headless_report(std::ostream& out, const std::string& title, const std::str
   if (!title.empty()) line = line.empty() ? title : title + ": " + line;
   out << "? " << line << " -> " << answer << "\n";
   // The process ends inside the caller right after an Abort: say so while we can.
-  if (answer == "Abort") out << "ovn-kst: aborted, nothing saved (exit code 1)\n";
+  if (answer == "Abort") {
+    out << "ovn-kst: aborted (exit code 1)";
+    if (dtdr_rows() > 0 && !dtdr_file_name().empty())
+      out << "; the " << dtdr_rows() << " rows saved to " << dtdr_file_name() << " are kept";
+    out << "\n";
+  }
   out.flush();
 }
 
+int& HeadlessOperator::failure_retries() {
+  int64_t failure = rs232_failure_number();
+  if (failure != failure_) {
+    failure_ = failure;
+    failure_retries_ = 0;
+  }
+  return failure_retries_;
+}
+
 std::string HeadlessOperator::policy_caption() {
-  if (policy_ == FailurePolicy::Retry && retries_ < max_retries_) return "Retry";
+  if (policy_ == FailurePolicy::Retry && failure_retries() < max_retries_) return "Retry";
   if (policy_ == FailurePolicy::Skip) return "Skip";
   return "Abort";
 }
@@ -81,7 +97,10 @@ int HeadlessOperator::pick(const GibButtonList& list) {
   std::string wanted = lower(policy_caption());
   for (size_t i = 0; i < buttons.size(); ++i) {
     if (lower(buttons[i].caption) != wanted) continue;
-    if (wanted == "retry") ++retries_;
+    if (wanted == "retry") {
+      ++retries_;
+      ++failure_retries();
+    }
     if (wanted == "skip") ++skips_;
     return static_cast<int>(i);
   }
@@ -100,7 +119,8 @@ int HeadlessOperator::show_gib(const GibBox& box) {
   int choice = pick(box.buttons);
   std::string answer = box.buttons.buttons[choice].caption;
   if (answer == "Retry" && policy_ == FailurePolicy::Retry)
-    answer += " (" + std::to_string(retries_) + " of " + std::to_string(max_retries_) + ")";
+    answer +=
+        " (" + std::to_string(failure_retries()) + " of " + std::to_string(max_retries_) + ")";
   report(box.title, box.text, answer);
   return choice;
 }
@@ -165,6 +185,7 @@ MsgAnswer HeadlessOperator::show_msg_box(const std::string& text, MsgButtons but
   MsgAnswer answer = msg_cautious_answer(buttons);
   if (buttons == MsgButtons::RetryCancel && policy_caption() == "Retry") {
     ++retries_;
+    ++failure_retries();
     answer = MsgAnswer::Retry;
   }
   report(title, text, answer_name(answer));
@@ -182,12 +203,12 @@ std::optional<int32_t> HeadlessOperator::show_color_dialog(int32_t) {
 }
 
 SelcomChoice HeadlessOperator::show_selcom(FrmSelcom& form) {
-  std::string answer = policy_caption();
-  if (answer == "Retry") {
+  std::string answer = "Abort";
+  if (policy_ == FailurePolicy::Retry && selcom_retries_ < max_retries_) {
     ++retries_;
-    answer += " (" + std::to_string(retries_) + " of " + std::to_string(max_retries_) + ")";
-  } else {
-    answer = "Abort";
+    ++selcom_retries_;
+    answer =
+        "Retry (" + std::to_string(selcom_retries_) + " of " + std::to_string(max_retries_) + ")";
   }
   report(form.caption, form.lb_info.caption, answer);
   return answer == "Abort" ? SelcomChoice::Abort : SelcomChoice::Retry;

@@ -6,13 +6,16 @@
 // The failure questions ("Abort|Retry|Skip" of the exchange, the port selection form when
 // nothing talks) get the policy's answer:
 //   Abort  the process ends at once (exit code 1), as the operator's Abort does;
-//   Retry  tried again, at most `max_retries` times in the run, then Abort;
+//   Retry  tried again, at most `max_retries` times for each failed exchange (a failure
+//          ends when the exchange is answered; rs232_failure_number), then Abort. The
+//          port selection form has its own `max_retries` for the run;
 //   Skip   the exchange goes on with an empty reply. The port selection form has no Skip:
 //          without an instrument there is nothing to go on with, so it is Abort there.
 // Every other box gets the cautious answer: its "Cancel" button, else its last button
 // (the only "OK" of a notice, "No" of "Yes|No"); a timed box runs out (button 0); entry
 // forms, file and colour dialogs are cancelled. There is no window, so no title to show.
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 
@@ -46,7 +49,7 @@ class HeadlessOperator final : public Operator {
   // `out` receives every box; it must outlive the operator.
   HeadlessOperator(FailurePolicy policy, std::ostream& out, int max_retries = 3);
 
-  // How often the run was answered Retry and Skip.
+  // How often the run was answered Retry and Skip, in all.
   int retries() const { return retries_; }
   int skips() const { return skips_; }
 
@@ -78,11 +81,17 @@ class HeadlessOperator final : public Operator {
   // The index of the button the policy or the cautious rule picks from `buttons`.
   int pick(const GibButtonList& buttons);
 
+  // The Retry answers given to the present failed exchange.
+  int& failure_retries();
+
   FailurePolicy policy_;
   std::ostream& out_;
   int max_retries_;
   int retries_ = 0;
   int skips_ = 0;
+  int64_t failure_ = -1;  // the failed exchange failure_retries_ counts for
+  int failure_retries_ = 0;
+  int selcom_retries_ = 0;
 };
 
 }  // namespace ovn

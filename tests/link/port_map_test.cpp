@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/scripted_operator.h"
 #include "support/seams.h"
 
 namespace ovn {
@@ -32,6 +33,14 @@ TEST_F(PortMap, AStoredDeviceWinsOverTheEnumeration) {
   EXPECT_EQ(port_map_device(3, found), "/dev/pts/7");
   seams.settings.put("OVN-Shared", "Ports", "COM1", "");
   EXPECT_EQ(port_map_device(1, found), "/dev/ttyUSB0") << "an empty setting names nothing";
+
+  // A damaged entry (a NUL inside) is named to the operator and passed over.
+  test::ScriptedOperator op;
+  op.expect_msg_box("The entry COM1 of [Ports] in OVN-Shared.ini is not the path of a device",
+                    MsgAnswer::Ok);
+  seams.settings.put("OVN-Shared", "Ports", "COM1", std::string("/dev/tt\0y", 9));
+  EXPECT_EQ(port_map_device(1, found), "/dev/ttyUSB0");
+  EXPECT_EQ(op.shown.size(), 1u);
 }
 
 TEST_F(PortMap, ADeviceForOneRunComesFromTheCommandLine) {
