@@ -590,12 +590,18 @@ float get_f32(const std::string& message, double timeout) {
 }
 
 std::string get_hexstr(const std::string& message, double timeout) {
-  for (;;) {
-    std::string reply = get_reply(message, timeout);
-    if (is_upper_hex(reply)) return reply;
-    if (exiting()) return "";
-    debug_log("NOT-a-HEXSTR:" + reply);
-  }
+  // Asked again until it is hex; an instrument that never gets there is the operator's
+  // to judge at every third reply, like the number readers, so the asking always ends.
+  std::string hex;
+  read_until(message, timeout, "hex string", "", 0, 3, [&](const std::string& r) {
+    if (!is_upper_hex(r)) {
+      if (!exiting()) debug_log("NOT-a-HEXSTR:" + r);
+      return false;
+    }
+    hex = r;
+    return true;
+  });
+  return hex;
 }
 
 float get_hex_f32(const std::string& message, double timeout) {

@@ -154,7 +154,8 @@ float get_f32(const std::string& message, double timeout = kRs232DefaultTimeout)
 double get_f64(const std::string& message, double timeout = kRs232DefaultTimeout);
 
 // Asks until every character is "0"-"9" or "A"-"F" (lower case is refused), logging
-// "NOT-a-HEXSTR:" and asking again, with no dialog. An empty reply (Skip, shutdown) passes.
+// "NOT-a-HEXSTR:" and asking again; every third refused reply brings the failure dialog,
+// whose Skip gives "". An empty reply (Skip, shutdown) passes.
 std::string get_hexstr(const std::string& message, double timeout = kRs232DefaultTimeout);
 
 // Hex readers: the reply must be hex of the stated length, else the failure dialog comes at
