@@ -17,4 +17,8 @@ struct FrmKstMain;
 // step's result (adj_run_step); a command outside 300 to 304 does nothing and gives 0.
 int adjust_point(FrmKstMain& f, int32_t command);
 
+// Command 306, "Get Shunt Values...": the shunt run of both shunts (adjust/adjust_shunt.h),
+// with the window in its adjustment mode as for a point.
+int adjust_shunt_values(FrmKstMain& f);
+
 }  // namespace ovn

@@ -516,7 +516,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
          lf_apply_lock_state(f);
        }},
       {kCmdAdjustZero, kCmdAdjustPoint4, [](F& f, int32_t command) { adjust_point(f, command); }},
-      {kCmdShuntValues, kCmdShuntValues},
+      {kCmdShuntValues, kCmdShuntValues, [](F& f, int32_t) { adjust_shunt_values(f); }},
       {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
       {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
       {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck},

@@ -50,7 +50,7 @@ TEST(KstCommands, TheMainWindowsTableHasTheRowsAndRangesOfTheOriginal) {
       {204, 204, 204, false},      {205, 0, 0, false},
       {206, 206, 206, true},       {207, 207, 207, true},
       {300, 300, 304, true},       {304, 300, 304, true},
-      {305, 0, 0, false},          {306, 306, 306, false},
+      {305, 0, 0, false},          {306, 306, 306, true},
       {307, 307, 308, false},      {310, 310, 310, false},
       {311, 311, 311, false},      {400, 400, 400, true},
       {401, 401, 401, true},       {402, 402, 402, true},

@@ -278,11 +278,10 @@ TEST(OvnKstHeadless, ASavingRunKilledOutrightLeavesOnlyWholeRows) {
 
 TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {
   test::TempDir home;
-  ProgramRun run =
-      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--run", "Get Shunt Values..."},
-                  home.path(), 60);
+  ProgramRun run = run_ovn_kst(
+      {"--headless", "--simulate", "-nocommportscan", "--run", "Noise:Histogram"}, home.path(), 60);
   EXPECT_EQ(run.code, kHeadlessUnavailable) << run.err;
-  EXPECT_NE(run.err.find("ovn-kst: Get Shunt Values...: not available on this instrument\n"),
+  EXPECT_NE(run.err.find("ovn-kst: Noise:Histogram: not available on this instrument\n"),
             std::string::npos)
       << run.err;
   EXPECT_EQ(run.out.find("time="), std::string::npos) << run.out;
