@@ -43,9 +43,9 @@ int adjust_point(FrmKstMain& f, int32_t command) {
   return adj_run_step(code, load, kGainTolerance, kStepButtons, false);
 }
 
-int adjust_shunt_values(FrmKstMain& f) {
+int adjust_shunt(FrmKstMain& f, int32_t code) {
   Adjusting adjusting(f, "Shunt Adjustment");
-  return adj_shunt_run(kShuntRunBoth, 0, kGainTolerance, kStepButtons, false);
+  return adj_shunt_run(code, 0, kGainTolerance, kStepButtons, false);
 }
 
 }  // namespace ovn

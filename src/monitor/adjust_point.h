@@ -17,8 +17,9 @@ struct FrmKstMain;
 // step's result (adj_run_step); a command outside 300 to 304 does nothing and gives 0.
 int adjust_point(FrmKstMain& f, int32_t command);
 
-// Command 306, "Get Shunt Values...": the shunt run of both shunts (adjust/adjust_shunt.h),
-// with the window in its adjustment mode as for a point.
-int adjust_shunt_values(FrmKstMain& f);
+// A shunt run (adjust/adjust_shunt.h, kShuntRun...), with the window in its adjustment mode
+// as for a point: command 306 "Get Shunt Values..." runs both shunts; the technician's
+// shunt tests on "No Cal" run the positive (3003), the negative (3004) or both (3005).
+int adjust_shunt(FrmKstMain& f, int32_t code);
 
 }  // namespace ovn

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "adjust/adjust_shunt.h"
 #include "adjust/noise_test.h"
 #include "config/config_commands.h"
 #include "config/flash.h"
@@ -516,7 +517,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
          lf_apply_lock_state(f);
        }},
       {kCmdAdjustZero, kCmdAdjustPoint4, [](F& f, int32_t command) { adjust_point(f, command); }},
-      {kCmdShuntValues, kCmdShuntValues, [](F& f, int32_t) { adjust_shunt_values(f); }},
+      {kCmdShuntValues, kCmdShuntValues, [](F& f, int32_t) { adjust_shunt(f, kShuntRunBoth); }},
       {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
       {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
       {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck},
@@ -548,7 +549,11 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdPause, kCmdPause, lf_cmd_pause},
       {kMnFilterBase, kCmdFilterLast, lf_cmd_filter},
       {kCmdCalPositive, kCmdCalNegative, lf_cmd_cal},
-      {kCmdShuntTestCtrl, kCmdShuntTestShiftCtrlAlt},
+      {kCmdShuntTestCtrl, kCmdShuntTestShiftCtrlAlt,
+       [](F& f, int32_t command) {
+         static constexpr int32_t kRuns[] = {kShuntRunPositive, kShuntRunNegative, kShuntRunBoth};
+         adjust_shunt(f, kRuns[command - kCmdShuntTestCtrl]);
+       }},
       {kMnUnitsBase, kCmdUnitsLast,
        [](F& f, int32_t command) { lf_units_command(f, command - kMnUnitsBase); }},
       {kCmdUrvUp, kCmdUrvDown, pwr_step_target},

@@ -412,7 +412,7 @@ TEST_F(FrmKstMainTest, OneCommandARoundTheLastClickWinsAndAResizeSurvives) {
   // Unknown values, separators' numbers and commands with no procedure in this build are
   // logged and send nothing.
   f.graph.next_text_ms = 1e12;
-  for (int32_t c : {777, 102, kCmdHistogram, kCmdShuntTestCtrl}) {
+  for (int32_t c : {777, 102, kCmdHistogram, kCmdHistogramX}) {
     size_t before = port->requests().size();
     f.command = c;
     kst_round(f);
@@ -938,6 +938,27 @@ TEST_F(FrmKstMainTest, TheTechnicianTunesTheRotorDriveByItsLabelsAndTheFrequency
     kst_serve_command(f, kCmdPower135);
     EXPECT_EQ(sim_param(sim, "PWA"), d.pwa) << d.button << " " << d.typed.value_or("");
   }
+}
+
+// The technician's shunt tests on "No Cal" and "Get Shunt Values..." open the shunt run of
+// their shunts; leaving its dialog touches nothing.
+TEST_F(FrmKstMainTest, TheShuntCommandsOpenTheShuntRunOfTheirShunts) {
+  start();
+  const struct {
+    int32_t command;
+    const char* prompt;
+  } runs[] = {{kCmdShuntTestCtrl, "UnLoad transducer to get + Shunt Value"},
+              {kCmdShuntTestCtrlAlt, "UnLoad transducer to get - Shunt Value"},
+              {kCmdShuntTestShiftCtrlAlt, "UnLoad transducer to get Shunt Values"},
+              {kCmdShuntValues, "UnLoad transducer to get Shunt Values"}};
+  for (const auto& r : runs) {
+    op.expect_display_data(r.prompt, 4);
+    size_t from = port->requests().size();
+    kst_serve_command(f, r.command);
+    for (const std::string& sent : requests_since(from))
+      EXPECT_NE(sent.rfind("AS", 0), 0u) << r.command << ": " << sent;
+  }
+  EXPECT_EQ(op.pending(), 0u);
 }
 
 TEST_F(FrmKstMainTest, ThePasswordEntriesLockAndUnlockTheMenus) {
