@@ -65,7 +65,7 @@ TEST(KstCommands, TheMainWindowsTableHasTheRowsAndRangesOfTheOriginal) {
       {2000, 2000, 2015, true},    {2015, 2000, 2015, true},
       {2016, 0, 0, false},         {3000, 3000, 3002, true},
       {3002, 3000, 3002, true},    {3003, 3003, 3005, true},
-      {3005, 3003, 3005, true},   {5000, 5000, 5099, true},
+      {3005, 3003, 3005, true},    {5000, 5000, 5099, true},
       {5099, 5000, 5099, true},    {5100, 0, 0, false},
       {6000, 6000, 6001, true},    {6001, 6000, 6001, true},
       {19000, 19000, 19000, true}, {29999, 0, 0, false},
