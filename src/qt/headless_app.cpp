@@ -44,6 +44,21 @@ int headless_main(int argc, char** argv, const HeadlessArgs& args) {
     port = std::make_unique<SimPort>(sim, SimTime::Real);
   } else {
     port = std::make_unique<QtSerialPort>(args.port);
+    // A device named for the run that cannot be opened is said once, with its reason, not
+    // retried under every family's search.
+    if (!args.port.empty()) {
+      std::string error;
+      if (!port->open(error)) {
+        std::cerr << "ovn-kst: --port " << args.port << ": cannot open it: " << error << "\n";
+        if (error.find("ermission") != std::string::npos)
+          std::cerr << "ovn-kst: serial devices belong to the dialout group: "
+                       "sudo usermod -aG dialout $USER, then log in again\n";
+        set_log_sink(nullptr);
+        set_settings_store(nullptr);
+        return kHeadlessAborted;
+      }
+      port->close();
+    }
   }
   int rc = headless_run(*port, args, std::cout, std::cerr, args.simulate ? &simulation : nullptr);
   set_log_sink(nullptr);

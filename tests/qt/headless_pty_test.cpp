@@ -276,6 +276,15 @@ TEST(OvnKstHeadless, ASavingRunKilledOutrightLeavesOnlyWholeRows) {
   EXPECT_GT(rows, 10);
 }
 
+TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--port", "/nonexistent/ttyUSB9"}, home.path(), 30);
+  EXPECT_EQ(run.code, kHeadlessAborted) << run.err;
+  EXPECT_EQ(run.err,
+            "ovn-kst: --port /nonexistent/ttyUSB9: cannot open it: No such file or directory "
+            "(/nonexistent/ttyUSB9)\n");
+}
+
 TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {
   test::TempDir home;
   ProgramRun run = run_ovn_kst(
