@@ -38,7 +38,12 @@ namespace {
 // ovn-sim running as a child process; stopped (and reaped) when this goes.
 class OvnSim {
  public:
-  explicit OvnSim(const char* family) {
+  explicit OvnSim(const char* family, const std::vector<std::string>& extra = {}) {
+    std::vector<std::string> words = {"ovn-sim", "--family", family, "--noise", "0"};
+    words.insert(words.end(), extra.begin(), extra.end());
+    std::vector<char*> argv;
+    for (std::string& w : words) argv.push_back(w.data());
+    argv.push_back(nullptr);
     int out[2];
     if (::pipe(out) != 0) return;
     pid_ = ::fork();
@@ -46,8 +51,7 @@ class OvnSim {
       ::dup2(out[1], 1);
       ::close(out[0]);
       ::close(out[1]);
-      ::execl(OVN_SIM_EXE, "ovn-sim", "--family", family, "--noise", "0",
-              static_cast<char*>(nullptr));
+      ::execv(OVN_SIM_EXE, argv.data());
       ::_exit(127);
     }
     ::close(out[1]);
@@ -275,6 +279,25 @@ TEST(OvnKstHeadless, ASavingRunKilledOutrightLeavesOnlyWholeRows) {
   }
   EXPECT_GT(rows, 10);
 }
+
+#ifdef OVN_SIM_EXE
+// Over a real line: the instrument falls silent for good after 300 requests, and the run
+// under skip still ends by its time limit.
+TEST(OvnKstHeadless, AnInstrumentThatFallsSilentUnderSkipStillEndsByItsDuration) {
+  OvnSim sim("KST", {"--fault", "silent:300"});
+  ASSERT_FALSE(sim.path().empty());
+  test::TempDir home;
+  const auto start = std::chrono::steady_clock::now();
+  ProgramRun run = run_ovn_kst({"--headless", "--port", sim.path(), "--on-failure", "skip",
+                                "--duration", "4", "-nocommportscan"},
+                               home.path(), 30);
+  const double took =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_EQ(run.code, kHeadlessSkipped) << run.err;
+  EXPECT_NE(run.err.find("(--duration)"), std::string::npos) << run.err;
+  EXPECT_LT(took, 10.0) << run.err;
+}
+#endif
 
 TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {
   test::TempDir home;
