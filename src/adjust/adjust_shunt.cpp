@@ -31,10 +31,6 @@ const TmInfoRecord& session() {
   return tm_info_record(kTmInfoCurrent);
 }
 
-double temperature_f() {
-  return session().temp_msg.empty() ? -500.0 : tm_info_read_temp_degf(kTmInfoCurrent);
-}
-
 std::string prompt_of(int32_t code) {
   switch (code) {
     case kShuntRunBoth:
@@ -151,9 +147,9 @@ int adj_shunt_run(int32_t code, double /*load*/, double /*tolerance*/, int32_t m
       break;
     }
     gib(name + " Reading", "", kGibNonModal, "", "Courier New", kReadingSeconds * 1.1 + 0.5);
-    const double t1 = temperature_f();
+    const double t1 = read_temperature_f();
     *step.stats = adj_take_reading(kReadingSeconds, "");
-    const double t = (t1 + temperature_f()) / 2;
+    const double t = (t1 + read_temperature_f()) / 2;
     gib_close();
     if (step.state == kShuntNone) {
       r.zero_temperature_f = t;

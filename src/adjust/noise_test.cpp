@@ -66,10 +66,6 @@ std::string headline() {
          "   Full Scale=" + kw_format(fs, kw_sig_picture(fs, 7, false)) + " lbf-in";
 }
 
-double read_temperature_f() {
-  return session().temp_msg.empty() ? -500.0 : tm_info_read_temp_degf(kTmInfoCurrent);
-}
-
 // Whether the instrument's tare or filter would change what the live display shows.
 bool tare_or_filter_set() {
   const bool tare = tm_info_tare_read(kTmInfoCurrent) != 0;
@@ -242,6 +238,10 @@ int adj_verdict(const std::string& text, const std::string& buttons, bool warnin
   const int pressed = gib(text, shown, warning ? kGibWarning : 0, "", "Courier New");
   if (ask_file && pressed >= 1) return pressed - 1;  // the caption row stands for button 0
   return pressed;
+}
+
+double read_temperature_f() {
+  return session().temp_msg.empty() ? -500.0 : tm_info_read_temp_degf(kTmInfoCurrent);
 }
 
 std::string adj_wait_text(int32_t left_after_this) {

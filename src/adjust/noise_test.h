@@ -39,6 +39,10 @@ std::string adj_results_file(const std::string& file_suffix, const std::string& 
 int adj_verdict(const std::string& text, const std::string& buttons, bool warning,
                 const std::string& file_suffix, const std::string& file_prefix, bool ask_file);
 
+// The temperature of the current session's instrument in deg F, -500 when its family
+// reads none (the value every judgement takes as "not read").
+double read_temperature_f();
+
 // The text of the wait box of a test repetition: "Please wait for noise test
 // completion..." and " (<n> left after this one)", or " (last one)" when none is left.
 std::string adj_wait_text(int32_t left_after_this);
