@@ -343,37 +343,79 @@ std::string tm_info_catalogue_line(const std::string& message, const std::string
   return line.empty() ? line : line + kCrLf;
 }
 
-std::string tm_info_catalogue_item(const std::string& item_text) {
+namespace {
+
+// One item taken apart: its messages (a range gives several; a comment line none), the
+// set marker and the comment.
+struct CatalogueItem {
+  bool comment_line = false;
+  std::vector<std::string> names;
+  std::string marker;
+  std::string comment;
+};
+
+bool parse_item(const std::string& item_text, CatalogueItem& out) {
   std::string item = trim(item_text);
-  if (item.empty()) return "";
-  if (item[0] == '#') return tm_info_catalogue_line("", "", item);
+  if (item.empty()) return false;
+  if (item[0] == '#') {
+    out.comment_line = true;
+    out.comment = item;
+    return true;
+  }
   if (item[0] >= '0' && item[0] <= '9') {
     size_t colon = item.find(':');
     item = trim(colon == std::string::npos ? "" : item.substr(colon + 1));
   }
-  std::string name = item, comment;
+  std::string name = item;
   size_t p = item.find_first_of(" #");
   if (p != std::string::npos) {
-    comment = " #" + item.substr(item[p] == '#' ? p + 1 : p);
+    out.comment = " #" + item.substr(item[p] == '#' ? p + 1 : p);
     name = item.substr(0, p);
   }
   name = trim(name);
   size_t open = name.find('[');
   if (open != std::string::npos) {
     size_t close = name.find(']', open);
-    if (open + 1 >= name.size() || close == std::string::npos || close == 0) return "";
+    if (open + 1 >= name.size() || close == std::string::npos || close == 0) return false;
     std::string prefix = name.substr(0, open);
-    std::string out;
     for (int c = static_cast<unsigned char>(name[open + 1]);
          c <= static_cast<unsigned char>(name[close - 1]); ++c)
-      out += tm_info_catalogue_line(prefix + static_cast<char>(c), "", comment);
-    return out;
+      out.names.push_back(prefix + static_cast<char>(c));
+    return true;
   }
   for (const std::string marker : {"==", "="}) {
     size_t at = name.find(marker);
-    if (at != std::string::npos) return tm_info_catalogue_line(name.substr(0, at), marker, comment);
+    if (at != std::string::npos) {
+      out.names.push_back(name.substr(0, at));
+      out.marker = marker;
+      return true;
+    }
   }
-  return tm_info_catalogue_line(name, "", comment);
+  out.names.push_back(name);
+  return true;
+}
+
+}  // namespace
+
+std::string tm_info_catalogue_item(const std::string& item_text) {
+  CatalogueItem item;
+  if (!parse_item(item_text, item)) return "";
+  if (item.comment_line) return tm_info_catalogue_line("", "", item.comment);
+  std::string out;
+  for (const std::string& name : item.names)
+    out += tm_info_catalogue_line(name, item.marker, item.comment);
+  return out;
+}
+
+std::vector<CatalogueMessage> tm_info_catalogue_messages(const std::string& catalogue) {
+  std::vector<CatalogueMessage> out;
+  for (const std::string& text : kw_split(catalogue, "|")) {
+    CatalogueItem item;
+    if (!parse_item(text, item)) continue;
+    for (const std::string& name : item.names)
+      if (!name.empty()) out.push_back({name, item.marker});
+  }
+  return out;
 }
 
 }  // namespace ovn

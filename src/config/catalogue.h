@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ovn {
 
@@ -50,5 +51,12 @@ std::string tm_info_catalogue_line(const std::string& message, const std::string
 // without "??" comes back as it is. A reply that is not hex of the format's length shows
 // no values, "()", rather than guessing.
 std::string tm_info_catalogue_decode(const std::string& comment, const std::string& reply);
+
+// The messages of a catalogue, ranges expanded, in order, each with its set marker.
+struct CatalogueMessage {
+  std::string name;
+  std::string marker;
+};
+std::vector<CatalogueMessage> tm_info_catalogue_messages(const std::string& catalogue);
 
 }  // namespace ovn

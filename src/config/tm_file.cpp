@@ -43,12 +43,6 @@ bool is_dir(const std::string& path) {
 
 // Writes all of `text` to `file`, flushes it and closes it; false at the
 // first error (the file is closed in every case).
-bool write_all(std::FILE* file, const std::string& text) {
-  bool ok = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  ok = std::fflush(file) == 0 && ok;
-  return std::fclose(file) == 0 && ok;
-}
-
 }  // namespace
 
 std::string tm_info_config_read(const ConfigInstrument& instrument) {
@@ -91,13 +85,7 @@ bool tm_info_config_save(const std::string& path, const ConfigInstrument& instru
   // ...and should the download end the process (the operator's Abort), nothing is left.
   std::string text = tm_info_config_read(instrument);
   text = tm_info_config_header(instrument) + text;
-  std::FILE* file = std::fopen(temp.c_str(), "wb");
-  if (!file) return false;
-  if (!write_all(file, text) || std::rename(temp.c_str(), path.c_str()) != 0) {
-    std::remove(temp.c_str());
-    return false;
-  }
-  return true;
+  return kw_file_replace(path, text);
 }
 
 std::string tm_file_default_name(const std::string& name) {

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <vector>
 
+#include <unistd.h>
+
 #include "foundation/kw.h"
 #include "foundation/operator.h"
 #include "foundation/platform.h"
@@ -149,6 +151,21 @@ int kw_free_file() {
   for (int n = 1; n <= kMaxFileNumber; ++n)
     if (!st().open.count(n)) return n;
   return 0;
+}
+
+bool kw_file_replace(const std::string& path, const std::string& text) {
+  const std::string temp = path + ".saving";
+  std::FILE* file = std::fopen(temp.c_str(), "wb");
+  if (!file) return false;
+  bool ok = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  ok = std::fflush(file) == 0 && ok;
+  ok = fsync(fileno(file)) == 0 && ok;
+  ok = std::fclose(file) == 0 && ok;
+  if (!ok || std::rename(temp.c_str(), path.c_str()) != 0) {
+    std::remove(temp.c_str());
+    return false;
+  }
+  return true;
 }
 
 bool kw_dir_writable(const std::string& path) {

@@ -58,6 +58,11 @@ std::string kw_program_dir();
 // Makes kw_program_dir return `dir` (tests); an empty text goes back to the real one.
 void kw_set_program_dir(const std::string& dir);
 
+// Writes `text` to a temporary file beside `path`, flushes it to the disk and renames it
+// over `path`: the file holds the old text or the new, never a part. True on success; on
+// failure nothing is left behind and `path` is as it was.
+bool kw_file_replace(const std::string& path, const std::string& text);
+
 // Appends one time-stamped record to `file` (opened, written and closed each time). A text
 // holding a line end gets a heading "#********* yyyy-MM-ddThh:mm:ss" and CR LF in front;
 // any other text gets "yyyy-MM-dd hh:mm:ss " in front. The record ends in CR LF.

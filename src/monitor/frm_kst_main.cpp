@@ -6,6 +6,9 @@
 
 #include "adjust/adjust_shunt.h"
 #include "adjust/noise_test.h"
+#include "audit/audit_report.h"
+#include "audit/checkit.h"
+#include "audit/tm_check_config.h"
 #include "config/config_commands.h"
 #include "config/flash.h"
 #include "foundation/debug_log.h"
@@ -453,6 +456,24 @@ void lf_build_menus(FrmKstMain& f) {
 }
 
 // An entry whose command this build does not serve stays, greyed, and says so.
+// The configuration audit: the boxes in the window, the texts (and the files asked for) in
+// a scripted run. Reads only.
+void lf_cmd_check_configuration(FrmKstMain& f, int32_t) {
+  KstCheckRequest& c = f.check;
+  if (!c.print) {
+    c.failed = !tm_check_config_run(c.show_passes);
+    return;
+  }
+  tm_check_config_audit();
+  if (!c.baseline.empty()) {
+    audit_baseline(c.baseline);
+    ck_finish();
+  }
+  c.failed = ck_has_failures();
+  c.print(ck_has_failures() ? ck_failures() : "", c.show_passes ? ck_passes() : "");
+  if (!c.report.empty()) audit_report_write(c.report);
+}
+
 void lf_cmd_noise(FrmKstMain&, int32_t command) {
   noise_command(command);
 }
@@ -543,7 +564,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
        }},
       {kCmdExpandedDisplay, kCmdExpandedDisplay, lf_cmd_expanded_display},
       {kCmdInfo, kCmdChannelInfo},  // report writers, item codes 1, 7, 3, 4
-      {kCmdCheckConfiguration, kCmdCheckConfiguration},
+      {kCmdCheckConfiguration, kCmdCheckConfiguration, lf_cmd_check_configuration},
       {kCmdZeroTempComp, kCmdShuntSpanTempComp},
       {kCmdCreepComp, kCmdCreepComp},
       {kCmdPause, kCmdPause, lf_cmd_pause},

@@ -106,6 +106,16 @@ struct KstHooks {
   std::function<void()> round_end;
 };
 
+// How the "Check Configuration" command reports, and what it found. The window shows the
+// failure and pass boxes; a scripted run hands a `print` and gets the texts instead.
+struct KstCheckRequest {
+  bool show_passes = false;
+  std::string report;    // the HTML page to write; "" none
+  std::string baseline;  // a configuration file to compare with; "" none
+  std::function<void(const std::string& failures, const std::string& passes)> print;
+  bool failed = false;  // the last audit found a failure
+};
+
 struct FrmKstMain {
   std::string caption;  // the window caption
   // The adjustment step under way ("Zero Adjustment"), "" when the window is idle; the
@@ -152,6 +162,7 @@ struct FrmKstMain {
 
   KstSession session;
   KstHooks hooks;
+  KstCheckRequest check;
 };
 
 // ---- Start-up and shutdown --------------------------------------------------------------

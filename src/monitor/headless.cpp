@@ -44,7 +44,12 @@ const char* const kHeadlessHelp =
     "                      (repeatable, in order; exit 5 when it is not available)\n"
     "  --answers FILE      the operator's answers to the boxes, one a line (- for stdin);\n"
     "                      exit 4 when they run out or one fits no button\n"
-    "  --technician        enter technician mode first (the phrase from the answers)\n";
+    "  --technician        enter technician mode first (the phrase from the answers)\n"
+    "  --show-passes       \"Check Configuration\" prints its passes after its failures\n"
+    "                      (exit 6 when it finds a failure)\n"
+    "  --report FILE       \"Check Configuration\" writes its report there as a web page\n"
+    "  --baseline FILE     \"Check Configuration\" also lists what changed since that\n"
+    "                      configuration file\n";
 
 namespace {
 
@@ -131,6 +136,14 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
       else
         a.answers = value;
       if (has_value) ++i;
+    } else if (word == "--show-passes") {
+      a.show_passes = true;
+    } else if (word == "--report" || word == "--baseline") {
+      if (!has_value || value.empty())
+        refuse(word + " takes the path of a file");
+      else
+        (word == "--report" ? a.report : a.baseline) = value;
+      if (has_value) ++i;
     } else if (word == "--samples") {
       if (!has_value || !lf_parse(value, a.samples) || a.samples <= 0) {
         a.samples = 0;
@@ -144,6 +157,8 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
   if (a.simulate && !a.port.empty()) refuse("--simulate and --port name two instruments: give one");
   if (a.save_rate_ms >= 0 && a.save_dir.empty())
     refuse("--save-rate is the pace of the data file: give --save-dir too");
+  if ((a.show_passes || !a.report.empty() || !a.baseline.empty()) && a.runs.empty())
+    refuse("--show-passes, --report and --baseline belong to --run \"Check Configuration\"");
   if (!a.csv_format.empty() && a.save_dir.empty())
     refuse("--csv-format is the form of the data file: give --save-dir too");
   return a;
@@ -400,6 +415,7 @@ void headless_serve_runs(HeadlessMonitor& m, std::ostream& err) {
     }
     // "Change Commport" leaves the session; without a window there is no other to open.
     if (!stays) f.exit_requested = true;
+    if (f.check.failed && m.code == kHeadlessOk) m.code = kHeadlessAuditFailed;
     if (f.exit_requested) return;
   }
   m.readout_due = true;
@@ -450,6 +466,13 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
   m.err = &err;
   m.runs = args.runs;
   m.technician = args.technician;
+  m.f.check.show_passes = args.show_passes;
+  m.f.check.report = args.report;
+  m.f.check.baseline = args.baseline;
+  m.f.check.print = [&out](const std::string& failures, const std::string& passes) {
+    for (const std::string& text : {failures, passes})
+      if (!text.empty()) out << kw_translate(text, "\r", "", false) << "\n";
+  };
   if (args.simulate && simulation != nullptr) m.technician_phrase = simulation->technician_phrase;
   m.answers = answers;
   m.keep_going = args.monitors();

@@ -58,7 +58,11 @@
 // --answers file that cannot be read or has a line that cannot be used (a "sim" line
 // without --simulate among them), or a --run caption that names nothing; 4 the answers
 // ran out or one fitted none of its box's buttons (the box and every later one were
-// cancelled); 5 a --run entry is hidden or disabled on this instrument.
+// cancelled); 5 a --run entry is hidden or disabled on this instrument; 6 "Check
+// Configuration" found at least one failure (its failure text, and with --show-passes its
+// pass text, go to the output; --report FILE writes the HTML page, --baseline FILE adds
+// what changed since that configuration file); 7 the data file could not be written to
+// the end.
 //
 // Procedures (--run CAPTION, repeatable; --technician; --answers FILE). With --run or
 // --technician the session opens as for a monitor, and at "GO", before any monitoring:
@@ -97,6 +101,7 @@ constexpr int kHeadlessSkipped = 2;
 constexpr int kHeadlessBadArgs = 3;
 constexpr int kHeadlessAnswers = 4;        // the answers ran out or one did not fit
 constexpr int kHeadlessUnavailable = 5;    // a --run entry is hidden or disabled here
+constexpr int kHeadlessAuditFailed = 6;    // "Check Configuration" found a failure
 constexpr int kHeadlessSavingStopped = 7;  // the data file could not be written to the end
 
 // How long the shutdown of a monitor (flash commit, configuration save) may talk after the
@@ -119,6 +124,9 @@ struct HeadlessArgs {
   std::vector<std::string> runs;  // "--run CAPTION", in order
   std::string answers;            // "--answers FILE", "-" for stdin; empty: none
   bool technician = false;        // "--technician"
+  bool show_passes = false;       // "--show-passes": the audit prints its passes too
+  std::string report;             // "--report FILE": the audit's HTML page
+  std::string baseline;           // "--baseline FILE": compare with a saved configuration
   std::string error;  // why the line is not usable ("--on-failure takes retry, skip or abort")
 
   // Whether the main loop runs after the record (see the rule above).

@@ -272,6 +272,25 @@ TEST_F(HeadlessRunTest, TechnicianModeTakesThePhraseFromTheAnswersOrTheSimulatio
       << "technician mode stays on for the next run, as from the window";
 }
 
+TEST_F(HeadlessRunTest, CheckConfigurationPrintsItsFailuresWritesItsFilesAndEndsWith6) {
+  quiet_within_limits();
+  args.show_passes = true;
+  args.report = dir / "audit.html";
+  args.baseline = dir / "missing.611";
+  EXPECT_EQ(run({"Check Configuration"}, ""), kHeadlessAuditFailed) << err.str();
+  const std::string text = out.str();
+  const size_t failure =
+      text.find("\nActual Full Scale (2001.0002) does NOT equal Model Full Scale (2000) \n");
+  const size_t pass = text.find("\nFirmware version (KSTs150r40) is okay\n");
+  EXPECT_NE(failure, std::string::npos) << text;
+  EXPECT_NE(pass, std::string::npos) << "--show-passes";
+  EXPECT_LT(failure, pass) << "failures first";
+  EXPECT_NE(text.find("Changed since missing.611:\n   The configuration file "), std::string::npos);
+  const std::optional<std::string> page = TempDir::read(dir / "audit.html");
+  ASSERT_TRUE(page.has_value());
+  EXPECT_NE(page->find("<span class=\"mark\">FAIL</span> Actual Full Scale"), std::string::npos);
+}
+
 TEST(HeadlessArgs, TheProcedureWords) {
   HeadlessArgs a = headless_parse_args({"--headless", "--run", "Zero Adjustment", "--answers", "-",
                                         "--run", "+ Cal", "--technician"});
@@ -285,6 +304,10 @@ TEST(HeadlessArgs, TheProcedureWords) {
             "--run takes the caption of a menu entry or button");
   EXPECT_EQ(headless_parse_args({"--headless", "--answers", ""}).error,
             "--answers takes a file of answers, or - for stdin");
+  EXPECT_EQ(headless_parse_args({"--headless", "--report", "r.html"}).error,
+            "--show-passes, --report and --baseline belong to --run \"Check Configuration\"");
+  EXPECT_EQ(headless_parse_args({"--headless", "--run", "Check Configuration", "--baseline"}).error,
+            "--baseline takes the path of a file");
 }
 
 }  // namespace

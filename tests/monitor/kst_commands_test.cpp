@@ -59,7 +59,7 @@ TEST(KstCommands, TheMainWindowsTableHasTheRowsAndRangesOfTheOriginal) {
       {504, 504, 505, true},       {506, 506, 507, false},
       {508, 508, 508, true},       {509, 509, 509, true},
       {510, 0, 0, false},          {600, 600, 603, false},
-      {603, 600, 603, false},      {604, 604, 604, false},
+      {603, 600, 603, false},      {604, 604, 604, true},
       {700, 700, 702, false},      {703, 703, 703, false},
       {1998, 1998, 1998, true},    {1999, 0, 0, false},
       {2000, 2000, 2015, true},    {2015, 2000, 2015, true},
