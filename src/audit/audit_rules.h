@@ -30,5 +30,9 @@ CheckModel ckr_model(const std::string& model);
 std::string ckr_num(double value);
 
 void tm_check_rules_kst();
+void tm_check_rules_rdx();
+void tm_check_rules_wqpm();
+void tm_check_rules_hzym();
+void tm_check_rules_ksvm();
 
 }  // namespace ovn

@@ -250,17 +250,34 @@ void tm_check_config_audit() {
   ck_clear();
   const TmInfoRecord& r = rec();
   const std::string notes = tm_check_config_board_notes();
-  if (notes.empty())
-    ck_pass_line("Firmware version (" + r.firmware + ") is okay");
-  else
-    ck_fail_line(notes);
+  if (notes.empty()) ck_pass_line("Firmware version (" + r.firmware + ") is okay");
+  for (const std::string& line : kw_split(notes, kCrLf))
+    if (!line.empty()) ck_fail_line(line);
   if (!r.identifier.empty())
     ck_values(r.identifier == "A", "RS485-ID $$is ||NOT |\"A\"", r.identifier);
   const int32_t from_model = tm_info_family_from_model(r.model);
   ck_values(from_model == r.tm_type,
             "TMType from model $$|matches|does not match| TMType from TM $$",
             tm_info_family_name(from_model) + "|" + tm_info_family_name(r.tm_type));
-  if (r.tm_type == kTmKst) tm_check_rules_kst();
+  switch (r.tm_type) {
+    case kTmWqpm:
+      tm_check_rules_wqpm();
+      break;
+    case kTmRdx:
+      tm_check_rules_rdx();
+      break;
+    case kTmKst:
+      tm_check_rules_kst();
+      break;
+    case kTmHzym:
+      tm_check_rules_hzym();
+      break;
+    case kTmKsvm:
+      tm_check_rules_ksvm();
+      break;
+    default:
+      break;  // no rule list: the frame alone
+  }
   ck_finish();
   ck_section("Dynamic Info:", true);
   dynamic_noise();

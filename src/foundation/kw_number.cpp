@@ -274,7 +274,9 @@ std::string kw_center(const std::string& text, int width, const std::string& pad
 std::string kw_short(double value) {
   std::string text = kw_fixed(value, 10, -2, true, "");
   size_t point = text.find('.');
-  if (point != std::string::npos) {
+  if (point + 1 == text.size()) {
+    text.pop_back();  // no room for a decimal behind the point
+  } else if (point != std::string::npos) {
     size_t last = std::max(text.find_last_not_of('0'), point + 1);
     text.erase(last + 1);
   }

@@ -8,6 +8,7 @@
 #include "adjust/noise_fixture.h"
 #include "audit/audit_report.h"
 #include "audit/checkit.h"
+#include "audit/family_tables.h"
 #include "audit/tm_check_config.h"
 #include "config/config_commands.h"
 #include "config/tm_file.h"
@@ -16,21 +17,6 @@
 
 namespace ovn::test {
 namespace {
-
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> out;
-  std::string line;
-  for (char c : text) {
-    if (c == '\n') {
-      out.push_back(line);
-      line.clear();
-    } else if (c != '\r') {
-      line += c;
-    }
-  }
-  if (!line.empty()) out.push_back(line);
-  return out;
-}
 
 class CheckConfigTest : public NoiseTest {
  protected:

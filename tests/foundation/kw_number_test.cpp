@@ -49,7 +49,7 @@ TEST(KwShort, EveryNumberCarriesASignAndLosesTrailingZeros) {
       {0, "+0.0"},          {-1e-12, "-0.0"},        {1.5, "+1.5"},
       {2, "+2.0"},          {-0.25, "-0.25"},        {123456789.123, "+123456789"},
       {1e-9, "+0.0"},       {0.001234, "+0.001234"}, {-1234.5678, "-1234.5678"},
-      {1e12, "+100000000"}, {-100, "-100.0"}};
+      {1e12, "+100000000"}, {-100, "-100.0"},        {66920000, "+66920000"}};
   for (const auto& [value, expected] : cases) EXPECT_EQ(kw_short(value), expected) << value;
   EXPECT_EQ(kw_range_text(-1, 2.5), " [-1.0,+2.5]");
 }
