@@ -80,12 +80,12 @@ TEST_F(CheckFamiliesTest, EachListPassesItsInstrumentAndNamesTheChosenFaults) {
         {"SE", "H-5"}},
        {"Serial Number(H-5) not numeric",
         "Adjustment:", "   +Scaling constant < 0! (Wires need to be switched NOW)",
-        "   +Scaling Constant (-0.0333333 lbf-in count^-1) NOT within 50% (-200.0) of +0.0333333 "
-        "[+0.0166666,+0.05]",
-        "   -Scaling Constant (+0.0334 lbf-in count^-1) NOT within 2% (-200.19999) of +Scaling "
-        "Constant (-0.0333333) [-0.034,-0.0326666]",
-        "   Historical Scaling (+0.0333333) NOT within 1 permille (-2000.0) of Currrent Scaling "
-        "(-0.0333333) [-0.0333666,-0.0333]",
+        std::string("   +Scaling Constant (-0.0333333 lbf-in count^-1) NOT within 50% (-200.0) ") +
+            "of +0.0333333 [+0.0166666,+0.05]",
+        std::string("   -Scaling Constant (+0.0334 lbf-in count^-1) NOT within 2% (-200.19999) ") +
+            "of +Scaling Constant (-0.0333333) [-0.034,-0.0326666]",
+        std::string("   Historical Scaling (+0.0333333) NOT within 1 permille (-2000.0) of ") +
+            "Currrent Scaling (-0.0333333) [-0.0333666,-0.0333]",
         "   Scaling Factor (-1.0) NOT within +0.001 (-2.0) of +1.0 [+0.999,+1.001]",
         "   +Load Value (1000 lbf-in) equals +Full Scale -- No \"Real\" World Calibration",
         "Analog Outputs:", "   User Analog output 1 has at least one non-zero tweak value",
