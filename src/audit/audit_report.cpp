@@ -87,19 +87,9 @@ std::map<std::string, std::string> config_values(const std::string& text,
                                                  const std::vector<CatalogueMessage>& messages) {
   std::map<std::string, std::string> values;
   for (std::string line : kw_split(text, "\n")) {
-    while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
-    if (line.empty() || line[0] == '#') continue;
-    const CatalogueMessage* best = nullptr;
-    for (const CatalogueMessage& m : messages) {
-      const std::string head = m.name + m.marker;
-      if (line.rfind(head, 0) == 0 &&
-          (!best || head.size() > best->name.size() + best->marker.size()))
-        best = &m;
-    }
-    if (!best) continue;
-    std::string value = line.substr(best->name.size() + best->marker.size());
-    value = kw_justify(value.substr(0, value.find('#')), 0, "");
-    values[best->name] = value;
+    while (!line.empty() && line.back() == '\r') line.pop_back();
+    ConfigLine parts;
+    if (tm_info_config_split(line, messages, parts)) values[parts.name] = parts.value;
   }
   return values;
 }

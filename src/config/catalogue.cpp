@@ -418,4 +418,21 @@ std::vector<CatalogueMessage> tm_info_catalogue_messages(const std::string& cata
   return out;
 }
 
+bool tm_info_config_split(const std::string& line, const std::vector<CatalogueMessage>& messages,
+                          ConfigLine& out) {
+  if (line.empty() || line[0] == '#' || line[0] == '|') return false;
+  const CatalogueMessage* best = nullptr;
+  for (const CatalogueMessage& m : messages)
+    if (line.rfind(m.name + m.marker, 0) == 0 &&
+        (!best || m.name.size() + m.marker.size() > best->name.size() + best->marker.size()))
+      best = &m;
+  if (best == nullptr) return false;
+  const std::string rest = line.substr(best->name.size() + best->marker.size());
+  const size_t hash = rest.find('#');
+  out.name = best->name;
+  out.value = trim(rest.substr(0, hash));
+  out.comment = hash == std::string::npos ? "" : trim(rest.substr(hash + 1));
+  return true;
+}
+
 }  // namespace ovn

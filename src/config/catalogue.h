@@ -59,4 +59,16 @@ struct CatalogueMessage {
 };
 std::vector<CatalogueMessage> tm_info_catalogue_messages(const std::string& catalogue);
 
+// A line of a configuration body taken apart: the longest message of `messages` (with its
+// marker) that begins it, the value behind it up to the comment, and the comment after
+// "#", both trimmed. False for a comment line, a "BAD REPLY" line or a line no message
+// begins.
+struct ConfigLine {
+  std::string name;
+  std::string value;
+  std::string comment;
+};
+bool tm_info_config_split(const std::string& line, const std::vector<CatalogueMessage>& messages,
+                          ConfigLine& out);
+
 }  // namespace ovn

@@ -8,6 +8,7 @@
 #include "adjust/noise_test.h"
 #include "audit/audit_report.h"
 #include "audit/checkit.h"
+#include "audit/info_reports.h"
 #include "audit/tm_check_config.h"
 #include "config/config_commands.h"
 #include "config/flash.h"
@@ -563,7 +564,12 @@ const std::vector<KstCommandRow>& kst_command_table() {
          refresh_channels(f, true);
        }},
       {kCmdExpandedDisplay, kCmdExpandedDisplay, lf_cmd_expanded_display},
-      {kCmdInfo, kCmdChannelInfo},  // report writers, item codes 1, 7, 3, 4
+      {kCmdInfo, kCmdChannelInfo,
+       [](F&, int32_t command) {
+         static constexpr int32_t kItems[] = {kReportIdentity, kReportRealTime, kReportMore,
+                                              kReportChannels};
+         tm_info_report_show(kItems[command - kCmdInfo]);
+       }},
       {kCmdCheckConfiguration, kCmdCheckConfiguration, lf_cmd_check_configuration},
       {kCmdZeroTempComp, kCmdShuntSpanTempComp},
       {kCmdCreepComp, kCmdCreepComp},
