@@ -196,6 +196,10 @@ int gib_info(const std::string& text, const std::string& buttons, const std::str
   return gib(text, buttons, kGibInfo, title);
 }
 
+int gib_non_modal_choice() {
+  return state().op != nullptr && state().gib.open ? state().op->non_modal_choice() : -1;
+}
+
 int16_t gmb_ret() {
   return state().gib.choice;
 }

@@ -114,6 +114,8 @@ int gib_info(const std::string& text, const std::string& buttons, const std::str
 int16_t gmb_ret();
 // Closes an open non-modal box; nothing when none is open.
 void gib_close();
+// The button pressed on the open non-modal box, or -1 (Operator::non_modal_choice).
+int gib_non_modal_choice();
 // Sets the title of an open box (and remembers it for the next count-down line).
 void gib_set_title(const std::string& title);
 bool gib_title_empty();  // whether the last title given was empty
@@ -333,6 +335,9 @@ class Operator {
   // ticks != 0 a 102 ms timer calls gmb_countdown_fire and closes the box when it finishes.
   virtual int show_gib(const GibBox& box) = 0;
   virtual void close_gib() = 0;
+  // The button pressed on the open non-modal box since it was shown (its index as a modal
+  // box would return it), or -1: none pressed, or no box open.
+  virtual int non_modal_choice() { return -1; }
   virtual void set_gib_title(const std::string& title) = 0;
   // The operator toggles `checked` (it starts as request.checked); returns the button.
   virtual int show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) = 0;

@@ -6,6 +6,7 @@
 
 #include "adjust/adjust_shunt.h"
 #include "adjust/noise_test.h"
+#include "adjust/spread_test.h"
 #include "audit/audit_report.h"
 #include "audit/checkit.h"
 #include "audit/info_reports.h"
@@ -509,8 +510,8 @@ const std::vector<KstCommandRow>& kst_command_table() {
        }},
       {kCmdSweepFrequencyUrv, kCmdSweepDutyUrv},
       {kCmdPowerFrequencyNoise, kCmdPowerFrequencyNoise},
-      {kCmdFilterSpread, kCmdFilterSpread},
-      {kCmdFilterSpreadX10, kCmdFilterSpreadX10},
+      {kCmdFilterSpread, kCmdFilterSpreadX10,
+       [](F&, int32_t command) { spread_test_command(command == kCmdFilterSpread ? 1 : 10); }},
       {kCmdClearChart, kCmdClearChart, [](F& f, int32_t) { graph_clear(f.graph); }},
       {kCmdNextDisplayMode, kCmdNextDisplayMode, lf_cmd_next_display_mode},
       {kCmdTechnicianEntry, kCmdTechnicianEntry, [](F& f, int32_t) { lf_technician_entry(f); }},

@@ -16,6 +16,7 @@
 
 #include "foundation/files.h"
 #include "foundation/kw.h"
+#include "foundation/long_work.h"
 #include "foundation/platform.h"
 #include "instrument/family.h"
 #include "instrument/tm_info.h"
@@ -170,8 +171,14 @@ volatile std::sig_atomic_t g_stop = 0;
 
 void lf_on_signal(int sig) {
   g_stop = 1;
-  // Every wait and loop that talks ends at once, so the round ends and the run with it.
-  rs232_set_exit_flag(true);
+  if (long_work_active()) {
+    // A sweep or a spread test stops at its next step and puts the instrument back, so
+    // the link must go on talking; the run ends after it.
+    long_work_request_stop();
+  } else {
+    // Every wait and loop that talks ends at once, so the round ends and the run with it.
+    rs232_set_exit_flag(true);
+  }
   wake_event_wait();  // a wait under way returns, so the loop sees the stop at once
   // A second signal of the same kind is not asked twice: it ends the process.
   std::signal(sig, SIG_DFL);

@@ -71,6 +71,10 @@ void QtOperator::close_gib() {
   delete open_box_.data();
 }
 
+int QtOperator::non_modal_choice() {
+  return open_box_ ? open_box_->choice() : -1;
+}
+
 void QtOperator::set_gib_title(const std::string& title) {
   if (open_box_) open_box_->set_title(title);
 }

@@ -33,6 +33,7 @@ class QtOperator final : public Operator {
 
   int show_gib(const GibBox& box) override;
   void close_gib() override;
+  int non_modal_choice() override;
   void set_gib_title(const std::string& title) override;
   int show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) override;
   int show_display_data(const DisplayDataRequest& request) override;

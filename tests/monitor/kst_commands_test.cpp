@@ -37,7 +37,7 @@ TEST(KstCommands, TheMainWindowsTableHasTheRowsAndRangesOfTheOriginal) {
       {36, 0, 0, false},           {37, 37, 37, true},
       {38, 38, 38, true},          {43, 43, 44, false},
       {44, 43, 44, false},         {45, 45, 45, false},
-      {46, 46, 46, false},         {47, 47, 47, false},
+      {46, 46, 47, true},          {47, 46, 47, true},
       {48, 48, 48, true},          {49, 0, 0, false},
       {50, 50, 50, true},          {60, 60, 60, true},
       {100, 100, 100, true},       {101, 101, 101, true},

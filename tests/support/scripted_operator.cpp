@@ -211,6 +211,15 @@ int ScriptedOperator::show_gib(const GibBox& box) {
           .font = box.font,
           .gib = box};
   size_t at = shown.size();
+  if (box.non_modal() && box.button_list == "Stop") {
+    if (!stop_on_progress.empty() && box.text.find(stop_on_progress) != std::string::npos)
+      stop_pressed = true;
+    shown.push_back(std::move(s));
+    ++progress_shown;
+    box_open = true;
+    box_title = box.title;
+    return -1;
+  }
   std::optional<Expectation> e = take(std::move(s));
   if (box.non_modal()) {
     box_open = true;
@@ -246,6 +255,10 @@ int ScriptedOperator::show_gib(const GibBox& box) {
   }
   shown[at].answer = answer;
   return answer;
+}
+
+int ScriptedOperator::non_modal_choice() {
+  return box_open && stop_pressed ? 1 : -1;
 }
 
 void ScriptedOperator::close_gib() {

@@ -137,10 +137,18 @@ class ScriptedOperator : public Operator {
   bool box_open = false;
   std::string box_title;  // as last set through gib_set_title
   int box_closes = 0;
+  // ---- long work (foundation/long_work.h) ----
+  // Its progress boxes (non-modal, the one button "Stop") are recorded but take no
+  // expectation. Stop counts as pressed once a progress box holding `stop_on_progress`
+  // was shown (empty: never).
+  std::string stop_on_progress;
+  int progress_shown = 0;
+  bool stop_pressed = false;
 
   // Operator
   int show_gib(const GibBox& box) override;
   void close_gib() override;
+  int non_modal_choice() override;
   void set_gib_title(const std::string& title) override;
   int show_gibcb(const GibcbRequest& request, std::vector<bool>& checked) override;
   int show_display_data(const DisplayDataRequest& request) override;
