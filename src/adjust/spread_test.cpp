@@ -53,15 +53,21 @@ std::string spread_test_run(double seconds, const std::vector<int32_t>& filters,
   const std::string unit = "lbf-in";
   const double started = now_ms();
   const std::string s = kw_format(seconds, "");
-  std::string text = r.tm_name + "  " + unit + "@FS=" + kw_format(r.fs_lbfin, "") + kCrLf;
-  text += s + " Second Noise Spread Test:Each row is the result of a " + s + " second test" + kCrLf;
-  text += std::string("                 |     From Firmware    ") +
-          "|        From Windows Software        " + "|    Selected From Windows Software" + kCrLf;
-  text += " Filter(Hz) |  N |    %FSspr  " + unit + "spr" + "  |  " + unit + "spr" +
-          "stdev  Number   Ratio" + " |  " + unit + "spr" + "stdev  Number   Ratio" + kCrLf;
+  LongWork work("Filter vs Spread Test", static_cast<int>(filters.size()) * repeats);
+  std::string text;
+  // Each line of the table goes to the report and, as it comes, to the row sink.
+  auto add = [&text, &work](const std::string& line) {
+    text += line + kCrLf;
+    work.row(line);
+  };
+  add(r.tm_name + "  " + unit + "@FS=" + kw_format(r.fs_lbfin, ""));
+  add(s + " Second Noise Spread Test:Each row is the result of a " + s + " second test");
+  add(std::string("                 |     From Firmware    ") +
+      "|        From Windows Software        " + "|    Selected From Windows Software");
+  add(" Filter(Hz) |  N |    %FSspr  " + unit + "spr" + "  |  " + unit + "spr" +
+      "stdev  Number   Ratio" + " |  " + unit + "spr" + "stdev  Number   Ratio");
   STTS all = stts_empty(), selected = stts_empty();
   tm_info_filter_push(tm_info_filter_read(kTmInfoCurrent));
-  LongWork work("Filter vs Spread Test", static_cast<int>(filters.size()) * repeats);
   int step = 0;
   for (int rep = 0; rep < repeats && !work.stop_requested(); ++rep) {
     for (int32_t index : filters) {
@@ -86,17 +92,17 @@ std::string spread_test_run(double seconds, const std::vector<int32_t>& filters,
       stts_update2(all, row);
       stts_update2(selected, row_selected);
       const double firmware = max - min;
-      text += col(hz, "0.000", 11) + " |" + col(index, "0", 3) + " |" +
-              col(kw_safe_div(100 * firmware, r.fs_lbfin, 0), "0.00000", 10) +
-              col(firmware, "0.0000", 10) + "  |" + software_columns(row) + " |" +
-              software_columns(row_selected) + kCrLf;
+      add(col(hz, "0.000", 11) + " |" + col(index, "0", 3) + " |" +
+          col(kw_safe_div(100 * firmware, r.fs_lbfin, 0), "0.00000", 10) +
+          col(firmware, "0.0000", 10) + "  |" + software_columns(row) + " |" +
+          software_columns(row_selected));
     }
   }
   if (work.stop_requested())
-    text += "Stopped by the operator after " + std::to_string(step - 1) + " of " +
-            std::to_string(filters.size() * repeats) + " filters" + kCrLf;
-  text += "      Total |    |                    |" + software_columns(all) + " |" +
-          software_columns(selected) + kCrLf;
+    add("Stopped by the operator after " + std::to_string(step - 1) + " of " +
+        std::to_string(filters.size() * repeats) + " filters");
+  add("      Total |    |                    |" + software_columns(all) + " |" +
+      software_columns(selected));
   tm_info_filter_pop();
   gib_close();
   text += kw_format_time(kw_now(), "T") +

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <csignal>
+#include <utility>
 
 #include "foundation/operator.h"
 #include "foundation/platform.h"
@@ -12,6 +13,7 @@ namespace {
 
 volatile std::sig_atomic_t g_active = 0;
 volatile std::sig_atomic_t g_stop = 0;
+std::function<void(const std::string&)> g_row_sink;
 
 std::string duration_text(double seconds) {
   const long s = std::lround(std::max(0.0, seconds));
@@ -47,18 +49,29 @@ std::string LongWork::progress_text() const {
 
 void LongWork::show() {
   shown_ms_ = now_ms();
-  gib(progress_text(), "Stop", kGibNonModal, title_);
+  gib(status_.empty() ? progress_text() : progress_text() + "\r\n" + status_, "Stop", kGibNonModal,
+      title_);
 }
 
 void LongWork::step(int step, const std::string& what) {
   step_ = step;
   what_ = what;
+  status_.clear();
   step_started_ms_ = now_ms();
   show();
 }
 
 void LongWork::tick() {
   if (now_ms() - shown_ms_ >= 1000 && !stop_requested()) show();
+}
+
+void LongWork::status(const std::string& line) {
+  status_ = line;
+  tick();
+}
+
+void LongWork::row(const std::string& line) {
+  if (g_row_sink) g_row_sink(line);
 }
 
 bool LongWork::stop_requested() {
@@ -72,6 +85,10 @@ void long_work_request_stop() {
 
 bool long_work_active() {
   return g_active != 0;
+}
+
+void long_work_set_row_sink(std::function<void(const std::string&)> sink) {
+  g_row_sink = std::move(sink);
 }
 
 }  // namespace ovn

@@ -10,8 +10,12 @@
 // headless run's SIGINT or SIGTERM). A stopped work puts the instrument back as it was
 // before the run and keeps what it measured so far.
 //
+// The report rows the work measures go to the row sink as they come (a headless run
+// prints them to stdout), so a script sees them before the work ends.
+//
 // One at a time; times by the clock seam. Nothing here talks to the instrument.
 
+#include <functional>
 #include <string>
 
 namespace ovn {
@@ -27,6 +31,11 @@ class LongWork {
   void step(int step, const std::string& what);
   // Within a step: shows the box again when a second has passed since it was last shown.
   void tick();
+  // Within a step: `line` stands under the progress line from now on (what the work sees
+  // now: "6.512V  27.03% COUNT=4"); shown as tick shows.
+  void status(const std::string& line);
+  // A row of the report, measured now: to the row sink.
+  void row(const std::string& line);
   // Whether the work should stop now (Stop pressed, or a stop asked).
   bool stop_requested();
   // The progress line: "Step 3 of 7: Filter 12.5 Hz, about 4 min 10 s left" (no time left
@@ -39,6 +48,7 @@ class LongWork {
   int steps_;
   int step_ = 0;
   std::string what_;
+  std::string status_;
   double started_ms_;
   double step_started_ms_ = 0;
   double shown_ms_ = -1e300;
@@ -49,5 +59,7 @@ class LongWork {
 void long_work_request_stop();
 // Whether a LongWork lives now.
 bool long_work_active();
+// Where report rows go (each without its line end); none while empty.
+void long_work_set_row_sink(std::function<void(const std::string&)> sink);
 
 }  // namespace ovn

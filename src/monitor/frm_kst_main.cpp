@@ -33,6 +33,7 @@
 #include "monitor/data_dir.h"
 #include "monitor/frm_data_dir.h"
 #include "monitor/gestures.h"
+#include "monitor/power_sweeps.h"
 #include "monitor/rotor_power.h"
 
 namespace ovn {
@@ -508,8 +509,15 @@ const std::vector<KstCommandRow>& kst_command_table() {
          lf_reset_maxmin();
          graph_clear(f.graph);
        }},
-      {kCmdSweepFrequencyUrv, kCmdSweepDutyUrv},
-      {kCmdPowerFrequencyNoise, kCmdPowerFrequencyNoise},
+      {kCmdSweepFrequencyUrv, kCmdSweepDutyUrv,
+       [](F&, int32_t command) {
+         if (command == kCmdSweepFrequencyUrv)
+           pwr_sweep_frequency_urv();
+         else
+           pwr_sweep_duty_urv();
+       }},
+      {kCmdPowerFrequencyNoise, kCmdPowerFrequencyNoise,
+       [](F& f, int32_t) { pwr_sweep_frequency_noise(f); }},
       {kCmdFilterSpread, kCmdFilterSpreadX10,
        [](F&, int32_t command) { spread_test_command(command == kCmdFilterSpread ? 1 : 10); }},
       {kCmdClearChart, kCmdClearChart, [](F& f, int32_t) { graph_clear(f.graph); }},

@@ -215,6 +215,17 @@ struct AbortScope {
   ~AbortScope() { set_exit_handler(previous); }
 };
 
+// The rows of a long work's report go to stdout as they are measured.
+struct RowSinkScope {
+  explicit RowSinkScope(std::ostream& out) {
+    long_work_set_row_sink([&out](const std::string& line) {
+      out << line << '\n';
+      out.flush();
+    });
+  }
+  ~RowSinkScope() { long_work_set_row_sink({}); }
+};
+
 // Puts the previous operator back however the run ends (tests end it by an exception).
 struct OperatorScope {
   Operator* previous = current_operator();
@@ -465,6 +476,7 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
   }
   SignalScope signals;
   AbortScope aborts;
+  RowSinkScope rows(out);
   HeadlessMonitor m;
   m.out = &out;
   m.save = !args.save_dir.empty();
