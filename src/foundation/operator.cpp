@@ -501,6 +501,8 @@ bool Operator::show_password(FrmPassword&) {
   fatal_error("show_password: this operator has no password dialog");
 }
 
+void Operator::show_histogram(FrmTmHistogram&) {}
+
 SelcomChoice Operator::show_selcom(FrmSelcom&) {
   fatal_error("show_selcom: this operator has no port selection form");
 }

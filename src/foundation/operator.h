@@ -322,6 +322,7 @@ enum class SelcomChoice { Retry, Abort, Closed };
 
 // The password dialog (instrument/password.h).
 struct FrmPassword;
+struct FrmTmHistogram;
 
 // ---- The seam --------------------------------------------------------------------------
 
@@ -365,6 +366,10 @@ class Operator {
   // frm_password_cancel_click. Returns when form.visible is false: form.accepted. The
   // default has no window to show: fatal_error.
   virtual bool show_password(FrmPassword& form);
+  // Runs a live histogram window modally (adjust/histogram.h): its timer calls
+  // histogram_tick, its controls set the form's check boxes and boxes and call
+  // histogram_reset. The default has no window to show and returns at once.
+  virtual void show_histogram(FrmTmHistogram& form);
 };
 
 // Installs the operator (not owned); nullptr uninstalls. Also forgets the module records

@@ -79,6 +79,7 @@ class AnswersOperator final : public Operator {
   void flash_active_window() override {}
   SelcomChoice show_selcom(FrmSelcom& form) override;
   bool show_password(FrmPassword& form) override;
+  void show_histogram(FrmTmHistogram& form) override { cautious_.show_histogram(form); }
 
  private:
   // One box's answers: the typing lines, then the button.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "adjust/adjust_shunt.h"
+#include "adjust/histogram.h"
 #include "adjust/noise_test.h"
 #include "adjust/spread_test.h"
 #include "audit/audit_report.h"
@@ -566,7 +567,8 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdNoiseAd, kCmdNoiseAdRepeated, lf_cmd_noise},
       {kCmdNoiseLbfIn, kCmdNoiseLbfIn, lf_cmd_noise},
       {kCmdNoiseFiltered, kCmdNoiseFilteredRepeated, lf_cmd_noise},
-      {kCmdHistogram, kCmdHistogramX},
+      {kCmdHistogram, kCmdHistogramX,
+       [](F&, int32_t command) { histogram_command(command == kCmdHistogramX); }},
       {kCmdResetFlash, kCmdResetFlash,
        [](F& f, int32_t) {
          flash_command_reset();

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "adjust/histogram.h"
 #include "instrument/password.h"
 #include "link/rs232.h"
 #include "link/selcom.h"
@@ -218,6 +219,11 @@ bool HeadlessOperator::show_password(FrmPassword& form) {
   report(form.caption, form.prompt, "Cancel");
   frm_password_cancel_click(form);
   return false;
+}
+
+void HeadlessOperator::show_histogram(FrmTmHistogram& form) {
+  report(form.caption, "A live histogram needs a window: run ovn-kst without --headless",
+         "(closed)");
 }
 
 }  // namespace ovn

@@ -71,6 +71,8 @@ class HeadlessOperator final : public Operator {
   SelcomChoice show_selcom(FrmSelcom& form) override;
   // Nobody types a password: cancelled.
   bool show_password(FrmPassword& form) override;
+  // A live window has nothing to show without a screen: said so, and closed.
+  void show_histogram(FrmTmHistogram& form) override;
 
  private:
   void report(const std::string& title, const std::string& text, const std::string& answer) {

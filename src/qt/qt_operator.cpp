@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "build_info.h"
+#include "qt/histogram_dialog.h"
 #include "qt/password_dialog.h"
 #include "qt/qt_operator_dialogs.h"
 #include "qt/selcom_dialog.h"
@@ -199,6 +200,10 @@ SelcomChoice QtOperator::show_selcom(FrmSelcom& form) {
 bool QtOperator::show_password(FrmPassword& form) {
   return run_modal(new PasswordDialog(form, owner()),
                    [&form](PasswordDialog* d, int) { return d && form.accepted; });
+}
+
+void QtOperator::show_histogram(FrmTmHistogram& form) {
+  run_modal(new HistogramDialog(form, owner()), [](HistogramDialog*, int) { return 0; });
 }
 
 bool QtOperator::active_window_title(std::string& title) {

@@ -49,6 +49,7 @@ class QtOperator final : public Operator {
   void flash_active_window() override;
   SelcomChoice show_selcom(FrmSelcom& form) override;
   bool show_password(FrmPassword& form) override;
+  void show_histogram(FrmTmHistogram& form) override;
 
   // The open non-modal box, or nullptr.
   GibDialog* open_box() const { return open_box_; }

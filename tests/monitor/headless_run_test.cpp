@@ -176,8 +176,8 @@ TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServe
     const char* said;
   };
   const Row rows[] = {
-      {"Noise:Histogram", false, kHeadlessUnavailable,
-       "ovn-kst: Noise:Histogram: not available on this instrument\n"},
+      {"Speed and Power Setup...", false, kHeadlessUnavailable,
+       "ovn-kst: Speed and Power Setup...: not available on this instrument\n"},
       {"Tech Adjustment Torque...", false, kHeadlessUnavailable,  // hidden: not a technician
        "ovn-kst: Tech Adjustment Torque...: not available on this instrument\n"},
       {"Termination Resistor", true, kHeadlessUnavailable,  // the instrument is locked

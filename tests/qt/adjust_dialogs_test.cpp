@@ -14,6 +14,7 @@
 #include "adjust/adjust_step.h"
 #include "adjust/noise_fixture.h"
 #include "qt/qt_operator.h"
+#include "support/modal_poll.h"
 #include "support/qt_application.h"
 
 namespace ovn::test {
@@ -34,40 +35,22 @@ class AdjustDialogsTest : public NoiseTest {
   qt::QtOperator qt_op;
 };
 
-void press_enter(QWidget* dialog) {
-  QWidget* target = QApplication::focusWidget() ? QApplication::focusWidget() : dialog;
-  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-  QApplication::sendEvent(target, &press);
-}
-
 TEST_F(AdjustDialogsTest, AZeroStepRunsThroughTheStepDialogAndTheVerdict) {
   open_kst(0.5);
   sim.physics.torque.a = 0;
-  const char* shots = std::getenv("OVN_SCREENSHOT_DIR");
   QStringList seen;
-  QElapsedTimer shown;
-  QTimer poll;
   // Each dialog stands a moment (the live value refreshes every 50 ms), is kept as a
   // picture when asked, and is answered with Enter: Continue, then OK.
-  QObject::connect(&poll, &QTimer::timeout, [&] {
-    QWidget* top = QApplication::activeModalWidget();
-    if (top == nullptr || !top->isVisible()) {
-      shown.invalidate();
-      return;
-    }
-    if (!shown.isValid()) shown.start();
-    if (shown.elapsed() < 300) return;
-    const QString name = top->objectName();
-    seen << name;
-    if (shots != nullptr)
-      top->grab().save(QString(shots) + (name == "display_data" ? "/adjust-step-dialog.png"
-                                                                : "/adjust-verdict.png"));
-    shown.invalidate();
-    press_enter(top);
-  });
-  poll.start(20);
+  ModalPoll poll(
+      [&](QWidget* top) {
+        const QString name = top->objectName();
+        seen << name;
+        ModalPoll::grab(top,
+                        name == "display_data" ? "adjust-step-dialog.png" : "adjust-verdict.png");
+        ModalPoll::press_enter(top);
+      },
+      300);
   EXPECT_EQ(adj_run_step(kPointZero, 0, 0.002, 24, false), 3);
-  poll.stop();
   EXPECT_EQ(seen, (QStringList{"display_data", "gib"}));
   EXPECT_NEAR(sim_display_value(sim, 1, now_ms()), 0, 1.0) << "zeroed";
 }

@@ -19,6 +19,7 @@
 #include "audit/checkit.h"
 #include "audit/tm_check_config.h"
 #include "qt/qt_operator.h"
+#include "support/modal_poll.h"
 #include "support/qt_application.h"
 
 namespace ovn::test {
@@ -42,29 +43,16 @@ class AuditBoxesTest : public NoiseTest {
 TEST_F(AuditBoxesTest, TheFailuresComeFirstThenThePassesEachInItsOwnBox) {
   open_kst(0.5);
   sim.physics.torque.a = 0;
-  const char* shots = std::getenv("OVN_SCREENSHOT_DIR");
+  const char* shots = ModalPoll::shots();
   QStringList titles;
-  QElapsedTimer shown;
-  QTimer poll;
-  QObject::connect(&poll, &QTimer::timeout, [&] {
-    QWidget* top = QApplication::activeModalWidget();
-    if (top == nullptr || !top->isVisible()) {
-      shown.invalidate();
-      return;
-    }
-    if (!shown.isValid()) shown.start();
-    if (shown.elapsed() < 200) return;
-    if (shots != nullptr && titles.isEmpty())
-      top->grab().save(QString(shots) + "/audit-failures.png");
-    titles << top->windowTitle();
-    shown.invalidate();
-    QWidget* target = QApplication::focusWidget() ? QApplication::focusWidget() : top;
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-    QApplication::sendEvent(target, &press);
-  });
-  poll.start(20);
-  EXPECT_FALSE(tm_check_config_run(true));
-  poll.stop();
+  {
+    ModalPoll poll([&](QWidget* top) {
+      if (titles.isEmpty()) ModalPoll::grab(top, "audit-failures.png");
+      titles << top->windowTitle();
+      ModalPoll::press_enter(top);
+    });
+    EXPECT_FALSE(tm_check_config_run(true));
+  }
   ASSERT_EQ(titles.size(), 2) << "the failure box, then the pass box";
   EXPECT_TRUE(titles[0].contains("SIM0001")) << titles[0].toStdString();
   EXPECT_EQ(titles[0], titles[1]);

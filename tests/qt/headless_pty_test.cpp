@@ -310,10 +310,11 @@ TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {
 
 TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {
   test::TempDir home;
-  ProgramRun run = run_ovn_kst(
-      {"--headless", "--simulate", "-nocommportscan", "--run", "Noise:Histogram"}, home.path(), 60);
+  ProgramRun run =
+      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--run", "Speed and Power Setup"},
+                  home.path(), 60);
   EXPECT_EQ(run.code, kHeadlessUnavailable) << run.err;
-  EXPECT_NE(run.err.find("ovn-kst: Noise:Histogram: not available on this instrument\n"),
+  EXPECT_NE(run.err.find("ovn-kst: Speed and Power Setup: not available on this instrument\n"),
             std::string::npos)
       << run.err;
   EXPECT_EQ(run.out.find("time="), std::string::npos) << run.out;

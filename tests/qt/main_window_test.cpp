@@ -75,12 +75,12 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   QAction* save = file->actions()[0];
   EXPECT_EQ(save->text(), "Save Configuration...");
   EXPECT_TRUE(save->isEnabled());
-  QAction* histogram = nullptr;
-  for (QAction* a : misc->actions())
-    if (a->text() == "Noise:Histogram") histogram = a;
-  ASSERT_NE(histogram, nullptr);
-  EXPECT_FALSE(histogram->isEnabled());
-  EXPECT_EQ(histogram->toolTip(), kNotAvailable);
+  QAction* trim = nullptr;
+  for (QAction* a : window->menuBar()->actions()[2]->menu()->actions())
+    if (a->text() == "Analog Output Adjustment...") trim = a;
+  ASSERT_NE(trim, nullptr);
+  EXPECT_FALSE(trim->isEnabled());
+  EXPECT_EQ(trim->toolTip(), kNotAvailable);
   QAction* exit = file->actions().back();
   EXPECT_EQ(exit->text(), "Exit");
   EXPECT_EQ(exit->shortcut(), QKeySequence(QKeySequence::Quit));
