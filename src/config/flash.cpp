@@ -243,8 +243,10 @@ FlashReset tm_info_reset_flash(int32_t family) {
   return FlashReset::Restart;
 }
 
-void flash_command_reset() {
-  if (tm_info_reset_flash(tm_type(kTmInfoCurrent)) == FlashReset::Restart) process_exit(0);
+bool flash_command_reset() {
+  const FlashReset done = tm_info_reset_flash(tm_type(kTmInfoCurrent));
+  if (done == FlashReset::Restart) process_exit(0);
+  return done == FlashReset::Done;
 }
 
 }  // namespace ovn

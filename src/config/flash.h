@@ -76,6 +76,6 @@ FlashReset tm_info_reset_flash(int32_t family);
 // Command 508: the factory reset; a reset that changed the channel count ends the
 // process (code 0), since the window was laid out for the old count. The flash already
 // holds the reset, so nothing is lost.
-void flash_command_reset();
+bool flash_command_reset();  // true when the defaults were written
 
 }  // namespace ovn

@@ -322,6 +322,7 @@ void lf_power_labels(FrmKstMain& f) {
 void lf_cmd_load_configuration(FrmKstMain& f, int32_t) {
   int32_t channels = f.session.channels;
   if (tm_file_command_load(channels) >= 0) {
+    if (f.technician && tm_info_current_record().tm_type == kTmKst) pwr_suggest_target();
     refresh_channels(f, true);
     lf_power_labels(f);
   }
@@ -571,7 +572,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
        [](F&, int32_t command) { histogram_command(command == kCmdHistogramX); }},
       {kCmdResetFlash, kCmdResetFlash,
        [](F& f, int32_t) {
-         flash_command_reset();
+         if (flash_command_reset() && f.technician) pwr_suggest_target();
          refresh_channels(f, true);
        }},
       {kCmdExpandedDisplay, kCmdExpandedDisplay, lf_cmd_expanded_display},

@@ -84,4 +84,28 @@ void pwr_frequency_dialog(FrmKstMain& f) {
   show_power_labels(f);
 }
 
+bool pwr_suggest_target() {
+  const double pwc = get_f64("PWC");
+  const double pwd = get_f64("PWD");
+  const std::string model = get_reply("UIA");
+  const bool unset = pwc <= 0 || pwd <= 0 || (pwc == 16096 && pwd == 371);
+  if (!unset) return false;
+  const bool small = model.size() >= 5 && model.substr(3, 2) == "00";
+  const double target = small ? 6.15 : 6.5;
+  const double window = small ? 0.1 : 0.15;
+  const double now_target = pwc / kUrvCountsPerVolt;
+  const double now_window = pwd / kUrvCountsPerVolt;
+  if (std::fabs(now_target - target) <= 0.01 && std::fabs(now_window - window) <= 0.01)
+    return false;
+  const std::string text =
+      "Set the Target Unregulated Rotor Voltage to " + kw_format(target, "0.00") +
+      " V (currently " + kw_format(now_target, "0.00") + " V), and\r\n" +
+      " Set the Unregulated Rotor Voltage Window to " + kw_format(window, "0.00") +
+      " V (currently " + kw_format(now_window, "0.00") + " V)?";
+  if (gib(text, "Set|Cancel", 0, "") != 0) return false;
+  rs232_send_ok("PWC" + count_text(target * kUrvCountsPerVolt));
+  rs232_send_ok("PWD" + count_text(window * kUrvCountsPerVolt));
+  return true;
+}
+
 }  // namespace ovn

@@ -34,4 +34,11 @@ void pwr_step_target(FrmKstMain& f, int32_t command);
 // Command 198: "Set Power frequency:" 135.135 kHz or another from 50 to 200 kHz.
 void pwr_frequency_dialog(FrmKstMain& f);
 
+// After the configuration changed wholesale (a load, a flash reset): when the URV target
+// and window look unset (as a reset leaves them, 16096 and 371 counts, or 0), offers the
+// ones the model calls for: 6.15 V within 0.1 V when characters 4 and 5 of the model
+// ("UIA") are "00", else 6.5 V within 0.15 V. Asks only when either differs by more than
+// 0.01 V; "Set" writes both. True when it wrote them.
+bool pwr_suggest_target();
+
 }  // namespace ovn

@@ -10,6 +10,7 @@
 #include "foundation/long_work.h"
 #include "link/rs232.h"
 #include "monitor/frm_kst_main.h"
+#include "monitor/rotor_power.h"
 #include "support/recording_canvas.h"
 
 namespace ovn::test {
@@ -183,6 +184,39 @@ TEST_F(PowerSweepTest, StoppingTheDutySweepWhileItPollsEndsItAndPutsTheDriveBack
   pwr_sweep_duty_urv();
   EXPECT_EQ(rows.back(), "Stopped by the operator after 1 of 13 settings");
   expect_drive("450", "100");
+}
+
+TEST_F(PowerSweepTest, AnUnsetTargetIsOfferedAsTheModelCallsForIt) {
+  struct Case {
+    const char* model;
+    const char* pwc;
+    const char* pwd;
+    const char* answer;  // nullptr: nothing asked
+    std::vector<std::string> written;
+  } cases[] = {
+      {"ZQV0052002V", "16096", "371", "Set", {"PWC15229", "PWD248"}},  // "00": 6.15 V, 0.1 V
+      {"ZQV0052002V", "16096", "371", "Cancel", {}},
+      {"ZQVD52002V", "16096", "371", nullptr, {}},  // the reset's values are its own
+      {"ZQVD52002V", "0", "0", "Set", {"PWC16096", "PWD371"}},
+      {"ZQV0052002V", "15500", "300", nullptr, {}},  // set by someone: left alone
+  };
+  open_at_rest();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.model + std::string(" ") + c.pwc);
+    for (const std::string& m :
+         {std::string("UIA") + c.model, std::string("PWC") + c.pwc, std::string("PWD") + c.pwd})
+      ASSERT_TRUE(rs232_send_ok(m));
+    port.clear_transcript();
+    if (c.answer != nullptr)
+      op.expect_gib(std::string("Set the Target Unregulated Rotor Voltage to ") +
+                        (c.model[3] == '0' ? "6.15" : "6.50") + " V (currently ",
+                    c.answer);
+    EXPECT_EQ(pwr_suggest_target(), !c.written.empty());
+    std::vector<std::string> writes;
+    for (const std::string& m : sent())
+      if (m.find_first_of("0123456789") != std::string::npos) writes.push_back(m.substr(1));
+    EXPECT_EQ(writes, c.written);
+  }
 }
 
 }  // namespace
