@@ -911,6 +911,53 @@ double sim_display_value(SimInstrument& sim, int channel, double now_ms) {
   return v;
 }
 
+double sim_analog_volts(SimInstrument& sim, int output, double now_ms) {
+  if (output < 0 || output > 2) return 0;
+  auto ao = [&sim](int k) { return num(sim, "AO" + std::string(1, static_cast<char>('A' + k))); };
+  constexpr double kCountsPer10V = 21298.185072187087;
+  double count = 0;
+  const auto forced = sim.override_counts.find(static_cast<char>('A' + output));
+  if (forced != sim.override_counts.end()) {
+    count = static_cast<double>(forced->second);
+  } else {
+    const int channel = std::clamp(static_cast<int>(ao(4 * output)), 0, 2);
+    const double f = fractions(sim, now_ms).f[channel];
+    const double v0 = ao(4 * output + 1);
+    const double v = v0 + f * (ao(4 * output + 2) - v0);  // the negative side mirrors
+    const double top = ao(12 + 3 * output), zero = ao(13 + 3 * output);
+    const double bottom = ao(14 + 3 * output);
+    count = v >= 0 ? zero + v / 10 * (top - zero) : zero + -v / 10 * (bottom - zero);
+    count = std::clamp(count, 0.0, 65535.0);
+  }
+  return (count - 32768) * 10 / kCountsPer10V;
+}
+
+void sim_drive_line(SimInstrument& sim, int line, bool high, double now_ms) {
+  if (line < 0 || line > 7) return;
+  const std::string letter(1, static_cast<char>('A' + line));
+  const bool active_high = ((static_cast<long>(num(sim, "IOI")) >> line) & 1) != 0;
+  const bool was_active = sim.line_high[line] == active_high;
+  sim.line_high[line] = high;
+  const bool active = high == active_high;
+  const int code = static_cast<int>(num(sim, "IO" + letter));
+  if ((code == 1 || code == 2) && active != was_active) sim.shunt = active ? code : 0;
+  if (!active || was_active) return;  // the other functions act on the edge
+  if (code == 3) {
+    const Fractions f = fractions(sim, now_ms);
+    for (int c = 1; c <= 3; ++c) sim.tare[c - 1] = f.f[c - 1] * display_per_fraction(sim, c);
+  }
+  if (code == 4)
+    for (double& v : sim.tare) v = 0;
+  if (code == 5)
+    for (bool& h : sim.have_extremes) h = false;
+}
+
+bool sim_line_output(SimInstrument& sim, int line, double now_ms) {
+  if (line < 0 || line > 7) return false;
+  const long bits = std::strtol(io_status(sim, now_ms).c_str(), nullptr, 16);
+  return ((bits >> line) & 1) != 0;
+}
+
 double sim_raw_counts(SimInstrument& sim, double now_ms) {
   return sample_raw(sim, now_ms);
 }

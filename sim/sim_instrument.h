@@ -139,7 +139,8 @@ struct SimInstrument {
   double extremes_ms = 0;          // the extremes have followed the signal up to here
   double min_frac[3] = {0, 0, 0};
   std::map<char, long> override_counts;  // "@O<x>" analog output overrides
-  double pw_on_time = 89;                // "PWb": the regulated on-time
+  bool line_high[8] = {true, true, true, true, true, true, true, true};  // logic lines
+  double pw_on_time = 89;  // "PWb": the regulated on-time
   double pw_updated_ms = 0;
   long requests = 0;  // requests answered (diagnostics)
   SimNoiseTest noise_test;
@@ -160,6 +161,19 @@ std::optional<std::string> sim_request(SimInstrument& sim, const std::string& li
 // the display value (engineering units, tared) and the raw A/D count (unfiltered).
 double sim_display_value(SimInstrument& sim, int channel, double now_ms);
 double sim_raw_counts(SimInstrument& sim, double now_ms);
+
+// The voltage analog output `output` (0 to 2: pins G, A, B) gives at `now_ms`: its
+// driving channel's value through its setup ("AO" four numbers) and its trim counts
+// ("AOM" to "AOU": +10 V, 0 V, -10 V), or the override count of "@O"; the converter gives
+// 10 V for each 21298.185 counts above 32768.
+double sim_analog_volts(SimInstrument& sim, int output, double now_ms);
+// Drives logic line `line` (0 to 7, "IOA" to "IOH") high or low from outside. A line
+// assigned an input function acts when it reaches its active level (high when its bit of
+// "IOI" is set, else low): +Cal and -Cal switch the shunt on while active, Tare tares,
+// Clear-Tare clears the tare, Reset-Maxmin resets the extremes.
+void sim_drive_line(SimInstrument& sim, int line, bool high, double now_ms);
+// Whether output line `line` is high now (its function's state, inverted by "IOI").
+bool sim_line_output(SimInstrument& sim, int line, double now_ms);
 
 // The parameter text as the instrument holds it in working memory; empty when unknown.
 std::string sim_param(const SimInstrument& sim, const std::string& name);

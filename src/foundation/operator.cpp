@@ -503,6 +503,55 @@ bool Operator::show_password(FrmPassword&) {
 
 void Operator::show_histogram(FrmTmHistogram&) {}
 
+int Operator::show_grid(GridForm& form) {
+  const int b = gib_cautious_choice(gmb_parse_buttons(form.buttons));
+  if (form.close) form.close(b);
+  return b;
+}
+
+int grid_form(GridForm& form) {
+  return op_required("grid_form", form.title).show_grid(form);
+}
+
+std::string grid_form_text(const GridForm& form) {
+  std::string text;
+  for (size_t r = 0; r < form.cells.size(); ++r) {
+    text += r < form.row_labels.size() ? form.row_labels[r] : std::to_string(r);
+    text += ":";
+    bool first = true;
+    for (size_t c = 0; c < form.cells[r].size(); ++c) {
+      const GridCell& cell = form.cells[r][c];
+      if (!cell.visible) continue;
+      text += (first ? " " : ", ") +
+              (c < form.column_labels.size() ? form.column_labels[c] : std::to_string(c)) + "=" +
+              cell.text;
+      first = false;
+    }
+    text += "\r\n";
+  }
+  return text + form.info;
+}
+
+bool grid_form_find(const GridForm& form, const std::string& name, int& row, int& column) {
+  const size_t slash = name.find('/');
+  if (slash == std::string::npos) return false;
+  auto same = [](std::string a, std::string b) {
+    auto low = [](std::string& t) {
+      for (char& ch : t) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+    };
+    low(a);
+    low(b);
+    return kw_justify(a, 0, "") == kw_justify(b, 0, "");
+  };
+  row = column = -1;
+  for (size_t r = 0; r < form.row_labels.size(); ++r)
+    if (same(form.row_labels[r], name.substr(0, slash))) row = static_cast<int>(r);
+  for (size_t c = 0; c < form.column_labels.size(); ++c)
+    if (same(form.column_labels[c], name.substr(slash + 1))) column = static_cast<int>(c);
+  return row >= 0 && column >= 0 && static_cast<size_t>(row) < form.cells.size() &&
+         static_cast<size_t>(column) < form.cells[static_cast<size_t>(row)].size();
+}
+
 SelcomChoice Operator::show_selcom(FrmSelcom&) {
   fatal_error("show_selcom: this operator has no port selection form");
 }

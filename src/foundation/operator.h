@@ -269,6 +269,48 @@ void user_input_set_comment(int index, const std::string& text);
 
 // ---- Plain dialogs ---------------------------------------------------------------------
 
+// ---- Grid forms ------------------------------------------------------------------------
+// A window that is a grid: rows by columns of cells, each a text field, a list or a
+// button, a line of information under it and a row of buttons. The form is a model: its
+// own procedures act on every edit and click (a click may talk to the instrument at once)
+// and set the cells anew; the window only draws the cells and forwards what the operator
+// does. A script names a cell "ROW/COLUMN" by the captions of its row and column.
+struct GridCell {
+  std::string text;                  // a field's text, a list's choice, a button's caption
+  std::vector<std::string> choices;  // a list: its entries
+  bool button = false;               // a button: a click goes to the form's click
+  bool enabled = true;
+  bool visible = true;
+  int32_t back_color = -1;  // 0xBBGGRR, -1 the window's own
+};
+
+struct GridForm {
+  std::string title;
+  std::string corner;  // the caption above the row labels
+  std::vector<std::string> row_labels, column_labels;
+  std::vector<std::vector<GridCell>> cells;  // [row][column]
+  std::string info;                          // under the grid
+  std::string buttons;                       // the button row, "OK|Cancel"
+  // The form's procedures; any may be empty.
+  std::function<void(int row, int column, const std::string& text)> edit;  // field or list
+  std::function<void(int row, int column, int mouse)> click;               // mouse 1 left, 2 right
+  // Button `index` of the row pressed (the window's close counts as the last): true when
+  // the window closes.
+  std::function<bool(int index)> close;
+  // An answer line of a script that the form reads itself (not "ROW/COLUMN=TEXT" of a
+  // field, not a button): true when it took it.
+  std::function<bool(const std::string& line)> answer;
+};
+
+// Shows the form until it closes; the index of the button that closed it.
+int grid_form(GridForm& form);
+// The form as text, for logs: a line a row, "<row>: <column>=<text>, ..." of the visible
+// cells, then the information line.
+std::string grid_form_text(const GridForm& form);
+// The row and column named "ROW/COLUMN" (captions compared as a script's answers are);
+// false when none fits.
+bool grid_form_find(const GridForm& form, const std::string& name, int& row, int& column);
+
 // The general input box: the typed text, or nothing when cancelled. The prompt's backslash
 // escapes are expanded as in gib; the answer is not touched.
 std::optional<std::string> input_box(const std::string& prompt, const std::string& title,
@@ -370,6 +412,10 @@ class Operator {
   // histogram_tick, its controls set the form's check boxes and boxes and call
   // histogram_reset. The default has no window to show and returns at once.
   virtual void show_histogram(FrmTmHistogram& form);
+  // Runs a grid form (grid_form): edits and clicks go to the form's procedures, the row's
+  // buttons to its close, until that says the window closes. The button that closed it.
+  // The default has no window: the cautious button ("Cancel", else the last) is pressed.
+  virtual int show_grid(GridForm& form);
 };
 
 // Installs the operator (not owned); nullptr uninstalls. Also forgets the module records

@@ -324,4 +324,39 @@ bool AnswersOperator::show_password(FrmPassword& form) {
   return form.accepted;
 }
 
+int AnswersOperator::show_grid(GridForm& form) {
+  const std::vector<std::string> captions = lf_captions(gmb_parse_buttons(form.buttons));
+  std::vector<Answer> done;
+  while (!failed_) {
+    const Answer* a = peek();
+    if (a == nullptr) {
+      out_ << "ovn-kst: ran out of answers\n";
+      failed_ = true;
+      break;
+    }
+    ++next_;
+    int row = -1, column = -1;
+    if (a->kind == AnswerKind::Field && grid_form_find(form, a->name, row, column) &&
+        !form.cells[static_cast<size_t>(row)][static_cast<size_t>(column)].button) {
+      if (form.edit) form.edit(row, column, a->value);
+      done.push_back(*a);
+      continue;
+    }
+    if (form.answer && form.answer(a->text)) {
+      done.push_back(*a);
+      continue;
+    }
+    const int b = a->kind == AnswerKind::Button ? answer_pick(captions, a->name) : -1;
+    if (b < 0) {
+      misfit(*a, captions);
+      break;
+    }
+    headless_report(out_, form.title, grid_form_text(form),
+                    lf_render(done, captions[static_cast<size_t>(b)]));
+    done.clear();
+    if (!form.close || form.close(b)) return b;
+  }
+  return cautious_.show_grid(form);
+}
+
 }  // namespace ovn

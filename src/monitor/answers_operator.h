@@ -15,6 +15,9 @@
 //   file dialog         "=PATH", then Save or Open, or Cancel (Save alone takes the
 //                       proposed name in the proposed folder); an open dialog refuses a
 //                       file that does not exist
+//   grid form           "ROW/COLUMN=TEXT" lines for its fields and lists, the lines the
+//                       form reads itself (its clicks), then a button line; a refused
+//                       button leaves it open for more lines
 //   password dialog     "=TEXT" (one field) or LABEL=TEXT lines, then Ok or Cancel; a form
 //                       that stays open after Ok asks again
 // and these take no answer: timed and non-modal boxes, the colour dialog (cancelled), and
@@ -80,6 +83,9 @@ class AnswersOperator final : public Operator {
   SelcomChoice show_selcom(FrmSelcom& form) override;
   bool show_password(FrmPassword& form) override;
   void show_histogram(FrmTmHistogram& form) override { cautious_.show_histogram(form); }
+  // "ROW/COLUMN=TEXT" lines fill fields and lists, lines the form reads itself act on it
+  // (clicks), a button line presses a button of the row; until the form closes.
+  int show_grid(GridForm& form) override;
 
  private:
   // One box's answers: the typing lines, then the button.

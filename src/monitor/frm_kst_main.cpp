@@ -27,6 +27,7 @@
 #include "instrument/ovn_mode.h"
 #include "instrument/password.h"
 #include "instrument/tm_info.h"
+#include "io/ao_setup.h"
 #include "link/rs232.h"
 #include "link/rs232_f7.h"
 #include "link/selcom.h"
@@ -534,7 +535,7 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdWriteFlash, kCmdWriteFlash, [](F&, int32_t) { tm_info_flash_write(kTmInfoCurrent); }},
       {kCmdExit, kCmdExit, [](F& f, int32_t) { f.exit_requested = true; }},
       {kCmdPower135, kCmdPower135, [](F& f, int32_t) { pwr_frequency_dialog(f); }},
-      {kCmdAnalogOutputSetup, kCmdAnalogOutputSetup},
+      {kCmdAnalogOutputSetup, kCmdAnalogOutputSetup, [](F&, int32_t) { ao_setup_command(); }},
       {kCmdDigitalIoSetup, kCmdDigitalIoSetup},
       {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup},
       {kCmdTermination, kCmdTermination, [](F& f, int32_t) { lf_flag_dialog(f); }},

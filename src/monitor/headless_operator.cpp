@@ -226,4 +226,14 @@ void HeadlessOperator::show_histogram(FrmTmHistogram& form) {
          "(closed)");
 }
 
+int HeadlessOperator::show_grid(GridForm& form) {
+  const GibButtonList list = gmb_parse_buttons(form.buttons);
+  const int b = gib_cautious_choice(list);
+  report(form.title, grid_form_text(form),
+         b < static_cast<int>(list.buttons.size()) ? list.buttons[static_cast<size_t>(b)].caption
+                                                   : "");
+  if (form.close) form.close(b);
+  return b;
+}
+
 }  // namespace ovn

@@ -73,6 +73,8 @@ class HeadlessOperator final : public Operator {
   bool show_password(FrmPassword& form) override;
   // A live window has nothing to show without a screen: said so, and closed.
   void show_histogram(FrmTmHistogram& form) override;
+  // The grid as it stands, and its cautious button ("Cancel").
+  int show_grid(GridForm& form) override;
 
  private:
   void report(const std::string& title, const std::string& text, const std::string& answer) {

@@ -310,5 +310,18 @@ TEST(HeadlessArgs, TheProcedureWords) {
             "--baseline takes the path of a file");
 }
 
+TEST_F(HeadlessRunTest, AnAnalogOutputSetupOutOfRangeIsRefusedWithItsTextAndNothingSent) {
+  const std::string fields = "Pin G/Volts at 0 Input=10\nPin G/Volts at +FS Input=";
+  EXPECT_EQ(run({"Analog Output Setup"}, fields + "20\nOK\nBack\nCancel\n"), kHeadlessOk);
+  EXPECT_NE(err.str().find("Volts at +FS Input for Analog Output 1 (20) should be in the range "
+                           "of -15 to 15 Volts\n--> Back"),
+            std::string::npos)
+      << err.str();
+  EXPECT_FALSE(sent("AOB10"));
+  EXPECT_EQ(run({"Analog Output Setup"}, fields + "14\nOK\n"), kHeadlessOk) << err.str();
+  EXPECT_TRUE(sent("AOB10"));
+  EXPECT_TRUE(sent("AOC14"));
+}
+
 }  // namespace
 }  // namespace ovn::test

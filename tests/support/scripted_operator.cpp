@@ -70,6 +70,8 @@ const char* box_kind_name(BoxKind kind) {
       return "colour dialog";
     case BoxKind::Password:
       return "password dialog";
+    case BoxKind::Grid:
+      return "grid form";
     case BoxKind::Selcom:
       return "port selection form";
   }
@@ -454,6 +456,30 @@ bool ScriptedOperator::show_password(FrmPassword& form) {
   if (form.visible) frm_password_cancel_click(form);
   shown[at].answer = form.accepted ? 1 : 0;
   return form.accepted;
+}
+
+void ScriptedOperator::expect_grid(const std::string& pattern, std::function<int(GridForm&)> act) {
+  queue_.push_back({.kind = BoxKind::Grid, .pattern = pattern, .grid = std::move(act)});
+}
+
+int ScriptedOperator::show_grid(GridForm& form) {
+  const std::vector<std::string> captions = [&form] {
+    std::vector<std::string> out;
+    for (const GibButton& b : gmb_parse_buttons(form.buttons).buttons) out.push_back(b.caption);
+    return out;
+  }();
+  for (;;) {
+    Shown s{.kind = BoxKind::Grid,
+            .text = grid_form_text(form),
+            .title = form.title,
+            .buttons = captions};
+    const size_t at = shown.size();
+    std::optional<Expectation> e = take(std::move(s));
+    const int b =
+        e && e->grid ? e->grid(form) : gib_cautious_choice(gmb_parse_buttons(form.buttons));
+    shown[at].answer = b;
+    if (!form.close || form.close(b) || !e) return b;
+  }
 }
 
 }  // namespace ovn::test

@@ -52,7 +52,8 @@ enum class BoxKind {
   FileDialog,
   ColorDialog,
   Selcom,
-  Password
+  Password,
+  Grid
 };
 const char* box_kind_name(BoxKind kind);
 
@@ -121,6 +122,9 @@ class ScriptedOperator : public Operator {
   // presses O&k; the dialog may refuse and stay. Still open after the last attempt (or
   // with none): &Cancel.
   void expect_password(const std::string& pattern, std::vector<std::vector<std::string>> attempts);
+  // A grid form: `act` edits and clicks through the form's procedures and returns the
+  // button to press; pressed, and when the form stays open the next expectation takes it.
+  void expect_grid(const std::string& pattern, std::function<int(GridForm&)> act);
 
   // ---- what happened ----
   std::vector<Shown> shown;
@@ -164,6 +168,7 @@ class ScriptedOperator : public Operator {
   void flash_active_window() override;
   SelcomChoice show_selcom(FrmSelcom& form) override;
   bool show_password(FrmPassword& form) override;
+  int show_grid(GridForm& form) override;
 
  private:
   struct Expectation {
@@ -179,6 +184,7 @@ class ScriptedOperator : public Operator {
     std::optional<int32_t> color = {};
     std::function<void(FrmSelcom&)> act = {};
     std::vector<std::vector<std::string>> attempts = {};
+    std::function<int(GridForm&)> grid = {};
   };
   // The head of the queue when it matches `box`; otherwise records the failure and gives
   // nothing. `box` is recorded in `shown` either way.
