@@ -521,7 +521,7 @@ std::string grid_form_text(const GridForm& form) {
     bool first = true;
     for (size_t c = 0; c < form.cells[r].size(); ++c) {
       const GridCell& cell = form.cells[r][c];
-      if (!cell.visible) continue;
+      if (!cell.visible || cell.text.empty()) continue;
       text += (first ? " " : ", ") +
               (c < form.column_labels.size() ? form.column_labels[c] : std::to_string(c)) + "=" +
               cell.text;

@@ -305,7 +305,7 @@ struct GridForm {
 // Shows the form until it closes; the index of the button that closed it.
 int grid_form(GridForm& form);
 // The form as text, for logs: a line a row, "<row>: <column>=<text>, ..." of the visible
-// cells, then the information line.
+// cells that show something, then the information line.
 std::string grid_form_text(const GridForm& form);
 // The row and column named "ROW/COLUMN" (captions compared as a script's answers are);
 // false when none fits.

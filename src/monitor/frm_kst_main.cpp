@@ -28,6 +28,7 @@
 #include "instrument/password.h"
 #include "instrument/tm_info.h"
 #include "io/ao_setup.h"
+#include "io/io_lines.h"
 #include "link/rs232.h"
 #include "link/rs232_f7.h"
 #include "link/selcom.h"
@@ -536,7 +537,11 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdExit, kCmdExit, [](F& f, int32_t) { f.exit_requested = true; }},
       {kCmdPower135, kCmdPower135, [](F& f, int32_t) { pwr_frequency_dialog(f); }},
       {kCmdAnalogOutputSetup, kCmdAnalogOutputSetup, [](F&, int32_t) { ao_setup_command(); }},
-      {kCmdDigitalIoSetup, kCmdDigitalIoSetup},
+      {kCmdDigitalIoSetup, kCmdDigitalIoSetup,
+       [](F& f, int32_t) {
+         ia_command();
+         lf_apply_io_labels(f);
+       }},
       {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup},
       {kCmdTermination, kCmdTermination, [](F& f, int32_t) { lf_flag_dialog(f); }},
       {kCmdTechnicianSetup, kCmdTechnicianSetup},

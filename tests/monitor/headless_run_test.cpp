@@ -323,5 +323,15 @@ TEST_F(HeadlessRunTest, AnAnalogOutputSetupOutOfRangeIsRefusedWithItsTextAndNoth
   EXPECT_TRUE(sent("AOC14"));
 }
 
+TEST_F(HeadlessRunTest, TheDigitalIoSetupTakesLineAndFunctionAnswers) {
+  EXPECT_EQ(run({"Digital I/O Setup"}, "Pin J/Tare=high\nPin G/Temp-Ok=off\nOK\n"), kHeadlessOk)
+      << err.str();
+  EXPECT_TRUE(sent("IOD3"));
+  EXPECT_TRUE(sent("IOA0"));
+  EXPECT_EQ(sim_param(sim, "IOI"), "8") << "line 3 active high";
+  EXPECT_NE(err.str().find("Pin J: Tare=Hi\nPin F: Reset-Maxmin=Lo\n"), std::string::npos)
+      << err.str();
+}
+
 }  // namespace
 }  // namespace ovn::test

@@ -45,7 +45,7 @@ TEST(KstCommands, TheMainWindowsTableHasTheRowsAndRangesOfTheOriginal) {
       {104, 104, 104, true},       {105, 105, 105, true},
       {106, 0, 0, false},          {107, 107, 107, true},
       {109, 109, 109, true},       {198, 198, 198, true},
-      {200, 200, 200, true},       {201, 201, 201, false},
+      {200, 200, 200, true},       {201, 201, 201, true},
       {202, 202, 202, false},      {203, 203, 203, true},
       {204, 204, 204, false},      {205, 0, 0, false},
       {206, 206, 206, true},       {207, 207, 207, true},
