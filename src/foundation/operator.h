@@ -279,6 +279,8 @@ struct GridCell {
   std::string text;                  // a field's text, a list's choice, a button's caption
   std::vector<std::string> choices;  // a list: its entries
   bool button = false;               // a button: a click goes to the form's click
+  bool slider = false;               // a slider from `minimum` to `maximum`: its position,
+  int minimum = 0, maximum = 0;      //   as text, goes to the form's edit
   bool enabled = true;
   bool visible = true;
   int32_t back_color = -1;  // 0xBBGGRR, -1 the window's own

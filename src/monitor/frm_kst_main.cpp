@@ -27,6 +27,7 @@
 #include "instrument/ovn_mode.h"
 #include "instrument/password.h"
 #include "instrument/tm_info.h"
+#include "io/ao_cal.h"
 #include "io/ao_setup.h"
 #include "io/io_lines.h"
 #include "link/rs232.h"
@@ -558,8 +559,8 @@ const std::vector<KstCommandRow>& kst_command_table() {
       {kCmdAdjustZero, kCmdAdjustPoint4, [](F& f, int32_t command) { adjust_point(f, command); }},
       {kCmdShuntValues, kCmdShuntValues, [](F& f, int32_t) { adjust_shunt(f, kShuntRunBoth); }},
       {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
-      {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust},
-      {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck},
+      {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust, [](F&, int32_t) { ao_cal_command(); }},
+      {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck, [](F&, int32_t) { ao_check_command(); }},
       {kCmdSaveData, kCmdSaveData, lf_cmd_save_data},
       {kCmdTare, kCmdTare, [](F&, int32_t) { get_reply("TR*"); }},
       {kCmdClearTare, kCmdClearTare, [](F&, int32_t) { rs232_send_ok("TR*0"); }},

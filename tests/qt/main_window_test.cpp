@@ -75,12 +75,12 @@ TEST_F(MainWindowTest, MenusShowTheModelsEntriesWithUnavailableOnesGreyed) {
   QAction* save = file->actions()[0];
   EXPECT_EQ(save->text(), "Save Configuration...");
   EXPECT_TRUE(save->isEnabled());
-  QAction* trim = nullptr;
-  for (QAction* a : window->menuBar()->actions()[2]->menu()->actions())
-    if (a->text() == "Analog Output Adjustment...") trim = a;
-  ASSERT_NE(trim, nullptr);
-  EXPECT_FALSE(trim->isEnabled());
-  EXPECT_EQ(trim->toolTip(), kNotAvailable);
+  QAction* setup = nullptr;
+  for (QAction* a : window->menuBar()->actions()[1]->menu()->actions())
+    if (a->text() == "Speed and Power Setup...") setup = a;
+  ASSERT_NE(setup, nullptr);
+  EXPECT_FALSE(setup->isEnabled());
+  EXPECT_EQ(setup->toolTip(), kNotAvailable);
   QAction* exit = file->actions().back();
   EXPECT_EQ(exit->text(), "Exit");
   EXPECT_EQ(exit->shortcut(), QKeySequence(QKeySequence::Quit));
