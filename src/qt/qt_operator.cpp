@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "build_info.h"
+#include "qt/grid_dialog.h"
 #include "qt/histogram_dialog.h"
 #include "qt/password_dialog.h"
 #include "qt/qt_operator_dialogs.h"
@@ -204,6 +205,11 @@ bool QtOperator::show_password(FrmPassword& form) {
 
 void QtOperator::show_histogram(FrmTmHistogram& form) {
   run_modal(new HistogramDialog(form, owner()), [](HistogramDialog*, int) { return 0; });
+}
+
+int QtOperator::show_grid(GridForm& form) {
+  return run_modal(new GridDialog(form, owner()),
+                   [](GridDialog* d, int) { return d ? d->choice() : -1; });
 }
 
 bool QtOperator::active_window_title(std::string& title) {

@@ -50,6 +50,7 @@ class QtOperator final : public Operator {
   SelcomChoice show_selcom(FrmSelcom& form) override;
   bool show_password(FrmPassword& form) override;
   void show_histogram(FrmTmHistogram& form) override;
+  int show_grid(GridForm& form) override;
 
   // The open non-modal box, or nullptr.
   GibDialog* open_box() const { return open_box_; }
