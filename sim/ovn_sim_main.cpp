@@ -14,6 +14,12 @@ namespace {
 
 std::atomic<bool> g_stop{false};
 
+std::atomic<bool> g_status{false};
+
+void on_status(int) {
+  g_status.store(true);
+}
+
 void on_signal(int) {
   g_stop.store(true);
 }
@@ -45,6 +51,7 @@ const char* kUsage =
     "  --fault KIND[:AFTER[:COUNT]]  misbehave after AFTER requests, for COUNT requests\n"
     "                     (0 or none: for good): silent (no reply), garble (the reply's\n"
     "                     first character turned into #), unplug (the device goes away)\n"
+    "  SIGUSR1            print the analog outputs' voltages and the lines to stderr\n"
     "  --version          print the version and end\n"
     "  --help             this text\n";
 
@@ -156,6 +163,11 @@ int main(int argc, char** argv) {
   sigemptyset(&sa.sa_mask);
   sigaction(SIGINT, &sa, nullptr);
   sigaction(SIGTERM, &sa, nullptr);
+  struct sigaction status {};
+  status.sa_handler = on_status;
+  sigemptyset(&status.sa_mask);
+  sigaction(SIGUSR1, &status, nullptr);
+  serve.status_request = &g_status;
 
   long answered = ovn::sim_serve(pty.master, sim, serve, g_stop);
   ovn::sim_pty_close(pty);

@@ -158,6 +158,17 @@ void sim_pty_close(SimPty& pty) {
   pty = SimPty{};
 }
 
+std::string sim_output_status(SimInstrument& sim, double now_ms) {
+  unsigned long bits = 0;
+  for (int i = 0; i < 8; ++i)
+    if (sim_line_output(sim, i, now_ms)) bits |= 1UL << i;
+  char text[96];
+  std::snprintf(text, sizeof text, "ovn-sim: outputs G=%.4f A=%.4f B=%.4f lines=%02lX",
+                sim_analog_volts(sim, 0, now_ms), sim_analog_volts(sim, 1, now_ms),
+                sim_analog_volts(sim, 2, now_ms), bits);
+  return text;
+}
+
 long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options,
                const std::atomic<bool>& stop) {
   const double byte_ms = options.baud > 0 ? 10000.0 / static_cast<double>(options.baud) : 0;
@@ -179,6 +190,8 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
   char buf[4096];
   double listen_until = 0;  // until then the next byte is waited for without sleeping
   while (!stop.load() && !unplugged) {
+    if (options.status_request != nullptr && options.status_request->exchange(false))
+      std::fprintf(stderr, "%s\n", sim_output_status(sim, steady_ms() - t0).c_str());
     pollfd p{master_fd, POLLIN, 0};
     bool listening = steady_ms() < listen_until;
     if (listening) sched_yield();  // a busy machine gets the processor back at once

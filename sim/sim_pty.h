@@ -48,6 +48,9 @@ struct SimServeOptions {
   // client has set the terminal to the instrument's own rate (the family's, or
   // SimConfig::baud for the S350 families), as a real stator would.
   int speed_fd = -1;
+  // Set from outside (ovn-sim's SIGUSR1): the instrument prints its outputs to stderr,
+  // "ovn-sim: outputs G=<V> A=<V> B=<V> lines=<hex>", and clears it.
+  std::atomic<bool>* status_request = nullptr;
 };
 
 // Opens a pseudo-terminal in raw mode. On success `master` is the server's end and `path`
@@ -67,6 +70,9 @@ void sim_pty_close(SimPty& pty);
 // Serves requests arriving on `master_fd` until `stop` becomes true (checked at least every
 // 50 ms, and at once when a signal interrupts the wait). Returns the number of requests
 // answered.
+// The line SIGUSR1 prints: the three analog outputs' voltages and the output lines.
+std::string sim_output_status(SimInstrument& sim, double now_ms);
+
 long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options,
                const std::atomic<bool>& stop);
 

@@ -148,20 +148,25 @@ TEST(SimTranscript, ControlBytesAreWrittenSoALineStaysOneLine) {
 }
 
 #ifdef OVN_SIM_EXE
-TEST(OvnSim, PrintsItsDeviceServesItAndEndsCleanlyOnSigterm) {
-  int out[2];
+TEST(OvnSim, PrintsItsDeviceServesItTellsItsOutputsAndEndsCleanlyOnSigterm) {
+  int out[2], err[2];
   ASSERT_EQ(::pipe(out), 0);
+  ASSERT_EQ(::pipe(err), 0);
   pid_t pid = ::fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {
     ::dup2(out[1], 1);
+    ::dup2(err[1], 2);
     ::close(out[0]);
     ::close(out[1]);
+    ::close(err[0]);
+    ::close(err[1]);
     ::execl(OVN_SIM_EXE, "ovn-sim", "--baud", "0", "--address", "B", "--load", "1000", "--zero",
             "0", "--channels", "2", static_cast<char*>(nullptr));
     ::_exit(127);
   }
   ::close(out[1]);
+  ::close(err[1]);
   std::string path;
   char c;
   pollfd p{out[0], POLLIN, 0};
@@ -173,6 +178,12 @@ TEST(OvnSim, PrintsItsDeviceServesItAndEndsCleanlyOnSigterm) {
   EXPECT_EQ(exchange(fd, "BSD\n"), "2\r");
   std::string de = exchange(fd, "BDE*\n");
   EXPECT_NEAR(std::strtod(de.c_str(), nullptr), 1000, 1) << de;
+  EXPECT_EQ(exchange(fd, "B@OA32768\n"), "OK\r");  // pin G forced to the converter's 0 V
+  ::kill(pid, SIGUSR1);
+  std::string outputs;
+  pollfd e{err[0], POLLIN, 0};
+  while (::poll(&e, 1, 5000) > 0 && ::read(err[0], &c, 1) == 1 && c != '\n') outputs += c;
+  EXPECT_EQ(outputs.rfind("ovn-sim: outputs G=0.0000 A=", 0), 0u) << outputs;
   ::close(fd);
   ::kill(pid, SIGTERM);
   int status = 0;
@@ -184,6 +195,7 @@ TEST(OvnSim, PrintsItsDeviceServesItAndEndsCleanlyOnSigterm) {
     ::waitpid(pid, &status, 0);
   }
   ::close(out[0]);
+  ::close(err[0]);
 }
 #endif
 
