@@ -3,6 +3,8 @@
 #include <cmath>
 
 #include "foundation/kw.h"
+#include "instrument/family.h"
+#include "instrument/tm_info.h"
 #include "link/rs232.h"
 
 namespace ovn {
@@ -129,8 +131,93 @@ bool ao_setup_ok(FrmAoSetup& f) {
   return true;
 }
 
+namespace {
+
+struct Range {
+  const char* name;
+  double v0, fs;
+};
+constexpr std::array<Range, 4> kRangeValues = {
+    {{"0", 0, 0}, {"10V", 0, 10}, {"5V", 0, 5}, {"5", 5, 10}}};
+
+double field(const FrmAoSetup& f, int output, int k) {
+  int stop = 0;
+  return kw_parse_double(f.txt_input[static_cast<size_t>(output)][static_cast<size_t>(k)], stop);
+}
+
+// The short form's grid from the numbers: channel, range and the two options.
+void lay_out_short(FrmAoSetup& f) {
+  GridForm& g = f.grid;
+  g.title = "Analog Output Setup";
+  g.corner = "Analog Output";
+  g.column_labels = {"Channel driving", "Volts", "Inverted Polarity", "20% FS"};
+  g.row_labels.assign(kPins.begin(), kPins.end());
+  g.cells.assign(3, std::vector<GridCell>(4));
+  for (int o = 0; o < 3; ++o) {
+    auto& row = g.cells[static_cast<size_t>(o)];
+    bool inverted = false, fifth = false;
+    row[0].text = kAoChannels[static_cast<size_t>(f.channel[static_cast<size_t>(o)])];
+    row[0].choices.assign(kAoChannels.begin(), kAoChannels.end());
+    row[1].text = ao_setuq_range(f, o, inverted, fifth);
+    row[1].choices.assign(kAoRanges.begin(), kAoRanges.end());
+    row[2].text = inverted ? "Yes" : "No";
+    row[3].text = fifth ? "Yes" : "No";
+    row[2].choices = row[3].choices = {"No", "Yes"};
+    for (GridCell& cell : row) cell.enabled = !f.locked;
+  }
+  g.info = f.lb_info;
+  g.buttons = "OK|Cancel";
+}
+
+}  // namespace
+
+void ao_setuq_apply(FrmAoSetup& f, int output, const std::string& range, bool inverted,
+                    bool fifth) {
+  for (const Range& r : kRangeValues) {
+    if (range != r.name) continue;
+    const double fs = inverted ? 2 * r.v0 - r.fs : r.fs;
+    const double shunt = fifth ? r.v0 + (fs - r.v0) / 5 : fs;
+    auto& t = f.txt_input[static_cast<size_t>(output)];
+    t = {kw_format(r.v0, ""), kw_format(fs, ""), kw_format(shunt, "")};
+  }
+}
+
+std::string ao_setuq_range(const FrmAoSetup& f, int output, bool& inverted, bool& fifth) {
+  const double v0 = field(f, output, 0), fs = field(f, output, 1), shunt = field(f, output, 2);
+  for (const Range& r : kRangeValues) {
+    for (const bool inv : {false, true}) {
+      const double want = inv ? 2 * r.v0 - r.fs : r.fs;
+      if (v0 != r.v0 || fs != want || (inv && r.fs == r.v0)) continue;
+      for (const bool fif : {false, true}) {
+        if (shunt != (fif ? r.v0 + (want - r.v0) / 5 : want)) continue;
+        inverted = inv;
+        fifth = fif;
+        return r.name;
+      }
+    }
+  }
+  inverted = fifth = false;
+  return "other";
+}
+
 void ao_setup_command() {
   FrmAoSetup f = ao_setup_load();
+  if (tm_type(kTmInfoCurrent) != kTmKst) {
+    lay_out_short(f);
+    f.grid.edit = [&f](int row, int column, const std::string& text) {
+      if (row < 0 || row > 2 || column < 0 || column > 3) return;
+      auto& cells = f.grid.cells[static_cast<size_t>(row)];
+      cells[static_cast<size_t>(column)].text = text;
+      for (size_t c = 0; c < kAoChannels.size(); ++c)
+        if (cells[0].text == kAoChannels[c])
+          f.channel[static_cast<size_t>(row)] = static_cast<int>(c);
+      ao_setuq_apply(f, row, cells[1].text, cells[2].text == "Yes", cells[3].text == "Yes");
+      lay_out_short(f);
+    };
+    f.grid.close = [&f](int index) { return index != 0 || ao_setup_ok(f); };
+    grid_form(f.grid);
+    return;
+  }
   GridForm& g = f.grid;
   g.edit = [&f](int row, int column, const std::string& text) {
     if (row < 0 || row > 2 || column < 0 || column > 3) return;

@@ -40,7 +40,22 @@ void ao_setup_send(const FrmAoSetup& form);
 // btn_ok: the checks, their box ("Back" or "I'm sure, Continue"), and the sending. True
 // when the window closes.
 bool ao_setup_ok(FrmAoSetup& form);
-// Command 200: the window.
+// The short form (frm_ao_setuq), for the families other than KST: per output the channel,
+// a range and two options, turned into the four numbers:
+//   "0"    the output stays at 0 V              0, 0, 0
+//   "10V"  -10 to 10 V about 0 V                0, 10, 10
+//   "5V"   -5 to 5 V about 0 V                  0, 5, 5
+//   "5"    0 to 10 V about 5 V                  5, 10, 10
+//   "other" the numbers stand as they are (the grid form set them)
+// "Inverted Polarity" mirrors the full scale and shunt voltages about the zero voltage;
+// "20% FS" puts the shunt at a fifth of the span (a shunt worth 20 % of full scale).
+inline constexpr std::array<const char*, 5> kAoRanges = {"0", "10V", "5V", "5", "other"};
+// The numbers of a choice into `txt_input[output]`; "other" leaves them.
+void ao_setuq_apply(FrmAoSetup& form, int output, const std::string& range, bool inverted,
+                    bool fifth);
+// The choice the numbers of an output show ("other" when none fits).
+std::string ao_setuq_range(const FrmAoSetup& form, int output, bool& inverted, bool& fifth);
+// Command 200 on the current family: the grid on a KST, the short form on the others.
 void ao_setup_command();
 
 }  // namespace ovn

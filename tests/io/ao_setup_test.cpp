@@ -101,5 +101,35 @@ TEST_F(AoSetupTest, CancelAndALockedInstrumentSendNothing) {
   EXPECT_TRUE(writes().empty());
 }
 
+TEST(AoSetuq, EachChoiceGivesItsNumbersAndIsReadBackFromThem) {
+  struct Case {
+    const char* range;
+    bool inverted, fifth;
+    std::array<std::string, 3> numbers;
+  } cases[] = {
+      {"10V", false, false, {"0", "10", "10"}},  // the factory setup
+      {"10V", true, false, {"0", "-10", "-10"}}, {"5V", false, true, {"0", "5", "1"}},
+      {"5", false, false, {"5", "10", "10"}},    {"5", true, true, {"5", "0", "4"}},
+      {"0", false, false, {"0", "0", "0"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.range) + (c.inverted ? " inverted" : "") + (c.fifth ? " 20%" : ""));
+    FrmAoSetup f;
+    ao_setuq_apply(f, 1, c.range, c.inverted, c.fifth);
+    EXPECT_EQ(f.txt_input[1], c.numbers);
+    bool inverted = !c.inverted, fifth = !c.fifth;
+    EXPECT_EQ(ao_setuq_range(f, 1, inverted, fifth), c.range);
+    EXPECT_EQ(inverted, c.inverted);
+    EXPECT_EQ(fifth, c.fifth);
+  }
+  FrmAoSetup f;
+  f.txt_input[0] = {"1", "7", "7"};
+  ao_setuq_apply(f, 0, "other", true, true);
+  EXPECT_EQ(f.txt_input[0][1], "7") << "other leaves the numbers";
+  bool inverted = true, fifth = true;
+  EXPECT_EQ(ao_setuq_range(f, 0, inverted, fifth), "other");
+  EXPECT_FALSE(inverted || fifth);
+}
+
 }  // namespace
 }  // namespace ovn::test
