@@ -901,7 +901,11 @@ std::optional<std::string> sim_request(SimInstrument& sim, const std::string& li
   // KSLW answer everything else from their parameter store and live model.
   auto it = sim.table.find(message);
   if (it != sim.table.end()) return it->second;
-  if (sim.config.family != SimFamily::Kst && sim.config.family != SimFamily::Kslw) return kRefused;
+  // The RDX keeps its logic lines as the KST does, in the same messages.
+  const bool rdx_lines = sim.config.family == SimFamily::Rdx &&
+                         (message.rfind("IO", 0) == 0 || message.rfind("IL", 0) == 0);
+  if (sim.config.family != SimFamily::Kst && sim.config.family != SimFamily::Kslw && !rdx_lines)
+    return kRefused;
   return kst_request(sim, message, now_ms);
 }
 
@@ -939,7 +943,10 @@ void sim_drive_line(SimInstrument& sim, int line, bool high, double now_ms) {
   const bool was_active = sim.line_high[line] == active_high;
   sim.line_high[line] = high;
   const bool active = high == active_high;
-  const int code = static_cast<int>(num(sim, "IO" + letter));
+  int code = static_cast<int>(num(sim, "IO" + letter));
+  // The RDX numbers its functions otherwise: 3 Reset-Maxmin, 4 Tare, 5 Clear-Tare.
+  if (sim.config.family == SimFamily::Rdx && code >= 3 && code <= 5)
+    code = code == 3 ? 5 : code - 1;
   if ((code == 1 || code == 2) && active != was_active) sim.shunt = active ? code : 0;
   if (!active || was_active) return;  // the other functions act on the edge
   if (code == 3) {

@@ -5,6 +5,7 @@
 #include "io/io_lines.h"
 
 #include "adjust/noise_fixture.h"
+#include "audit/family_tables.h"
 #include "instrument/family.h"
 #include "link/rs232.h"
 
@@ -111,8 +112,19 @@ TEST_F(IoLinesTest, ALineGivenTareTaresWhenTheInstrumentsLineIsDriven) {
   EXPECT_NEAR(sim_display_value(sim, 1, now_ms()), 0, 1) << "tared";
 }
 
-TEST_F(IoLinesTest, TheRdxGridHasSevenLinesAndElevenFunctions) {
-  open_kst(0.5);
+TEST_F(IoLinesTest, TheRdxGridHasSevenLinesAndElevenFunctionsAndItsTareTares) {
+  open(SimFamily::Rdx, kRdxAudited);
+  sim.physics.torque = {SimShape::Constant, 500};
+  op.expect_grid("Pin E", [](GridForm& g) {
+    EXPECT_TRUE(g.answer("Pin E/Tare=low"));  // line 2
+    return 0;
+  });
+  ia_command();
+  EXPECT_EQ(sim_param(sim, "IOC"), "4") << "Tare is 4 on an RDX";
+  ASSERT_GT(sim_display_value(sim, 1, now_ms()), 400);
+  sim_drive_line(sim, 2, true, now_ms());
+  sim_drive_line(sim, 2, false, now_ms());
+  EXPECT_NEAR(sim_display_value(sim, 1, now_ms()), 0, 1) << "tared";
   FrmIa f = ia_load(kTmRdx);
   EXPECT_EQ(f.grid.row_labels, (std::vector<std::string>{"Pin A", "Pin B", "Pin E", "Pin F",
                                                          "Pin G", "Pin H", "Pin C"}));
