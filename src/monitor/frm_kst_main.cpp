@@ -143,12 +143,12 @@ void lf_apply_lock_state(FrmKstMain& f) {
 }
 
 void lf_apply_io_labels(FrmKstMain& f) {
-  static const std::vector<std::string> names = kw_split(
-      "None|+Cal|-Cal|Tare|Clear-Tare|Reset-Maxmin|Max-Out|Min-Out|Hold|Held-Out|||||||", "|");
+  const int32_t family = tm_type(kTmInfoCurrent);
   int32_t mask = get_si32("IOI");
   for (int n = 0; n < 8; ++n) {
     int code = get_si16("IO" + kw_letter_of(n));
-    std::string text = code >= 0 && code < 16 ? names[static_cast<size_t>(code)] : "";
+    // The input functions by name; an output's state shows on its lamp.
+    std::string text = code >= 0 && code < 16 ? tm_io_function_name(code, family) : "";
     f.lb_io[n].caption = text + ((mask >> n) & 1 ? "~" : "_");
   }
 }
