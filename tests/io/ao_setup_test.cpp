@@ -101,6 +101,22 @@ TEST_F(AoSetupTest, CancelAndALockedInstrumentSendNothing) {
   EXPECT_TRUE(writes().empty());
 }
 
+TEST_F(AoSetupTest, AKslwGetsTheShortFormAndItsChoicesAreWritten) {
+  open(SimFamily::Kslw);
+  op.expect_grid("Volts", [](GridForm& g) {
+    EXPECT_EQ(g.cells[0][1].text, "10V") << "the factory's 0 0 10 10";
+    EXPECT_EQ(g.cells[1][1].text, "10V");
+    g.edit(0, 1, "5");
+    g.edit(0, 2, "Yes");  // inverted: 5 V at zero, 0 V at full scale
+    EXPECT_EQ(g.cells[0][1].text, "5");
+    return 0;
+  });
+  ao_setup_command();
+  EXPECT_EQ(sim_param(sim, "AOB"), "5");
+  EXPECT_EQ(sim_param(sim, "AOC"), "0");
+  EXPECT_EQ(sim_param(sim, "AOD"), "0");
+}
+
 TEST(AoSetuq, EachChoiceGivesItsNumbersAndIsReadBackFromThem) {
   struct Case {
     const char* range;
