@@ -10,8 +10,10 @@
 #include "audit/checkit.h"
 #include "audit/tm_check_config.h"
 #include "foundation/kw.h"
+#include "instrument/family.h"
 #include "instrument/model_number.h"
 #include "instrument/tm_info.h"
+#include "io/io_lines.h"
 
 namespace ovn {
 
@@ -52,14 +54,8 @@ constexpr double kDacPerVolt = (54269.82428714606 - 11673.454142771885) / 20;
 constexpr double kMaxVoltOut = 15.289265575762569;
 constexpr double kMinVoltOut = -15.480961923847698;
 
-// The I/O lines: the function each line has by default and the connector pin it is on.
+// The I/O lines: the function each line has by default.
 constexpr std::array<int, 8> kDefaultIo = {19, 16, 3, 17, 5, 4, 1, 2};
-const char kIoPins[] = "GHBJFCAK";
-const std::array<const char*, 20> kIoFunctions = {
-    "None",     "+Cal",    "-Cal", "Tare",     "Clear-Tare", "Reset-Maxmin",
-    "Max-Out",  "Min-Out", "Hold", "Held-Out", "",           "",
-    "",         "",        "",     "",         "Torque-Ok",  "Speed-Ok",
-    "Power-Ok", "Temp-Ok"};
 
 bool has_stem(const std::string& model, const std::string& list) {
   const std::string stem = tm_info_strip_model(model, 0);
@@ -298,7 +294,8 @@ void digital_io_rows() {
   for (int line = 0; line < 8; ++line) {
     const std::string l = letter(line);
     if (ckr_number("IO" + l) != kDefaultIo[line])
-      note("IO" + l + "/Pin" + kIoPins[line] + " NOT " + kIoFunctions[kDefaultIo[line]]);
+      note("IO" + l + "/Pin" + tm_io_pin_letter(line, kTmKst) + " NOT " +
+           tm_io_function_name(kDefaultIo[line], kTmKst));
   }
   for (int k = 0; k < 16; ++k) {
     const double wanted = k % 2 == 0 ? 1.1 : -1.1;
