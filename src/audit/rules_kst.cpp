@@ -96,7 +96,8 @@ void top_rows(KstReads& k) {
     ck_values(std::fabs(k.full_scale - m.full_scale) <= std::fabs(m.full_scale) * kRelative,
               "Actual Full Scale $$|equals|does NOT equal| Model Full Scale $$",
               ckr_num(k.full_scale) + "|" + ckr_num(m.full_scale));
-  k.x = m.full_scale == 0 ? 7.5 : has_stem(m.text, kStemsLowRange) ? 3 : 1.5;
+  const double over_range = m.full_scale == 0 ? 0 : tm_info_model_over_range(m.text);
+  k.x = over_range == 0 ? 7.5 : over_range / 100;
   const double uca = ckr_number("UCA");
   const double counts = 983040000 / k.x;
   if (!ck_values(uca == counts, "Full Scale counts $$|equals|does not equal| $$",

@@ -20,8 +20,6 @@ namespace {
 constexpr double kFlashWaitMs = 1000.0;  // the instrument is deaf while it writes its flash
 constexpr const char* kIdTitle = "Change KSTs RS485 ID";
 constexpr const char* kResetTitle = "Reset Flash";
-// Three channels, then the factory access code that guards the channel count.
-constexpr const char* kThreeChannels = "SD3k7Qw2Xzp";
 
 struct Default {
   const char* name;
@@ -230,7 +228,7 @@ FlashReset tm_info_reset_flash(int32_t family) {
   debug_log(choice == 2 ? "RESET FLASH, preserving AOM to AOU" : "RESET FLASH");
   send_defaults(kFactory, choice == 2);
   int16_t channels_before = get_si16("SD");
-  rs232_send_ok(kThreeChannels);
+  rs232_send_ok(std::string("SD3") + kChannelCountCode);
   send_defaults(kSpeedPower, false);
   rs232_set_id("A");
   rs232_send_ok("@@", kFlashWaitMs, 3);

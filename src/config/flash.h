@@ -24,6 +24,9 @@
 
 namespace ovn {
 
+// The factory access code that must follow a new channel count in "SD" ("SD3k7Qw2Xzp").
+inline constexpr const char* kChannelCountCode = "k7Qw2Xzp";
+
 // True for the families that keep their parameters in flash and take the "@@" commit:
 // WQPM, RDX, KSLW, KST, KSVM and S350+.
 bool tm_info_has_flash(int32_t family);

@@ -399,6 +399,14 @@ bool user_input_text(const std::string& separator, const std::string& text,
   return show_input_form();
 }
 
+bool user_input_form(UserInputForm form) {
+  if (form.accept_caption.empty() && form.cancel_caption.empty())
+    set_buttons(form, kUserInputDefaultButtons);
+  if (form.fields.size() > kUserInputMaxFields) form.fields.resize(kUserInputMaxFields);
+  state().input = std::move(form);
+  return show_input_form();
+}
+
 bool user_input_again() {
   return show_input_form();
 }

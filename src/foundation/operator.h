@@ -254,6 +254,9 @@ bool user_input(const std::string& separator, const std::string& labels, const s
 // Text form; buttons "Ok" and "Cancel".
 bool user_input_text(const std::string& separator, const std::string& text,
                      const std::string& title);
+// A form built field by field (read-only fields, empty data); buttons "Ok" and "Cancel"
+// when it names none.
+bool user_input_form(UserInputForm form);
 // Shows the same fields again, keeping what the operator typed.
 bool user_input_again();
 int user_input_count();

@@ -218,6 +218,13 @@ double tm_info_model_fs_limit(const std::string& model) {
   return 0;
 }
 
+double tm_info_model_over_range(const std::string& model) {
+  double full_scale = 0, units = 1;
+  std::string unit;
+  if (tm_info_model_parse(model, full_scale, units, unit) != 0 || full_scale == 0) return 0;
+  return tm_info_strip_model(model, 0).rfind('4', 0) == 0 ? 300 : 150;
+}
+
 std::string tm_info_format_fs(double value) {
   std::string digits = kw_format(value, "");
   int count = 0;

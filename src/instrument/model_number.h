@@ -50,6 +50,12 @@ std::string tm_info_model_unit(const std::string& model);
 // four stem digits behind the first are in the speed table; 0 for any other model.
 double tm_info_model_fs_limit(const std::string& model);
 
+// The over range a KST rotor is built for, in percent of its full scale: 300 for the
+// low-range rotors (stems beginning 4, full scale at a third of the A/D range), 150 for the
+// others; 0 when the model gives no full scale. The full scale counts "UCA" are
+// 983040000 x 100 / this.
+double tm_info_model_over_range(const std::string& model);
+
 // A full scale in the form "<digits>(-<count>)": the number with only its significant
 // digits, and `count` trailing zeros taken off it: 2000 "2(-3)", 2.5 "2.5(-0)", 0 "0(-0)".
 std::string tm_info_format_fs(double value);

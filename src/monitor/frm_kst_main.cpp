@@ -30,6 +30,7 @@
 #include "io/ao_cal.h"
 #include "io/ao_setup.h"
 #include "io/io_lines.h"
+#include "io/setup_forms.h"
 #include "link/rs232.h"
 #include "link/rs232_f7.h"
 #include "link/selcom.h"
@@ -331,6 +332,25 @@ void lf_cmd_load_configuration(FrmKstMain& f, int32_t) {
   }
 }
 
+// After a setup form wrote to the instrument: the session read again, labels and units.
+void lf_after_setup(FrmKstMain& f) {
+  refresh_channels(f, true);
+  lf_power_labels(f);
+}
+
+// 204: a new channel count takes a new start of the program, as after a flash reset.
+void lf_cmd_technician_setup(FrmKstMain& f, int32_t) {
+  const int16_t channels = get_si16("SD");
+  if (!kst_setup_form()) return;
+  lf_apply_adjustment_points(f, get_si16("TA"));
+  lf_after_setup(f);
+  if (get_si16("SD") != channels) {
+    gib(std::string("Restart program due to change in the number of channels"), "OK", 0,
+        "KST Setup");
+    f.exit_requested = true;
+  }
+}
+
 void lf_cmd_save_data_options(FrmKstMain& f, int32_t) {
   frm_data_dir_show();
   f.btn_cmd[0].tool_tip = "Save to " + dtdr_next_name(false);
@@ -543,9 +563,12 @@ const std::vector<KstCommandRow>& kst_command_table() {
          ia_command();
          lf_apply_io_labels(f);
        }},
-      {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup},
+      {kCmdSpeedPowerSetup, kCmdSpeedPowerSetup,
+       [](F& f, int32_t) {
+         if (speed_power_setup_form()) lf_after_setup(f);
+       }},
       {kCmdTermination, kCmdTermination, [](F& f, int32_t) { lf_flag_dialog(f); }},
-      {kCmdTechnicianSetup, kCmdTechnicianSetup},
+      {kCmdTechnicianSetup, kCmdTechnicianSetup, lf_cmd_technician_setup},
       {kCmdPasswordProtect, kCmdPasswordProtect,
        [](F& f, int32_t) {
          password_protect_toggle();
@@ -558,7 +581,11 @@ const std::vector<KstCommandRow>& kst_command_table() {
        }},
       {kCmdAdjustZero, kCmdAdjustPoint4, [](F& f, int32_t command) { adjust_point(f, command); }},
       {kCmdShuntValues, kCmdShuntValues, [](F& f, int32_t) { adjust_shunt(f, kShuntRunBoth); }},
-      {kCmdTechAdjustTorque, kCmdTechAdjustSpeedPower},
+      {kCmdTechAdjustTorque, kCmdTechAdjustTorque, [](F&, int32_t) { torque_data_form(); }},
+      {kCmdTechAdjustSpeedPower, kCmdTechAdjustSpeedPower,
+       [](F& f, int32_t) {
+         if (speed_power_data_form()) lf_after_setup(f);
+       }},
       {kCmdAnalogOutputAdjust, kCmdAnalogOutputAdjust, [](F&, int32_t) { ao_cal_command(); }},
       {kCmdAnalogOutputCheck, kCmdAnalogOutputCheck, [](F&, int32_t) { ao_check_command(); }},
       {kCmdSaveData, kCmdSaveData, lf_cmd_save_data},
@@ -590,8 +617,9 @@ const std::vector<KstCommandRow>& kst_command_table() {
          tm_info_report_show(kItems[command - kCmdInfo]);
        }},
       {kCmdCheckConfiguration, kCmdCheckConfiguration, lf_cmd_check_configuration},
-      {kCmdZeroTempComp, kCmdShuntSpanTempComp},
-      {kCmdCreepComp, kCmdCreepComp},
+      {kCmdZeroTempComp, kCmdShuntSpanTempComp,
+       [](F&, int32_t command) { temp_comp_form(command - kCmdZeroTempComp); }},
+      {kCmdCreepComp, kCmdCreepComp, [](F&, int32_t) { creep_comp_form(); }},
       {kCmdPause, kCmdPause, lf_cmd_pause},
       {kMnFilterBase, kCmdFilterLast, lf_cmd_filter},
       {kCmdCalPositive, kCmdCalNegative, lf_cmd_cal},
@@ -1040,6 +1068,7 @@ void kst_apply_technician(FrmKstMain& f, bool technician) {
     for (KstMenuEntry& e : m->entries) e.visible = technician;
   for (size_t i : {7u, 8u})
     if (i < f.mn_adjustment.entries.size()) f.mn_adjustment.entries[i].visible = technician;
+  if (KstMenuEntry* e = kst_menu_entry(f, kCmdTechnicianSetup)) e->visible = technician;
   lf_apply_channel_labels(f);
 }
 

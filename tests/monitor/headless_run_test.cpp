@@ -176,8 +176,8 @@ TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServe
     const char* said;
   };
   const Row rows[] = {
-      {"Speed and Power Setup...", false, kHeadlessUnavailable,
-       "ovn-kst: Speed and Power Setup...: not available on this instrument\n"},
+      {"Technician's Setup...", false, kHeadlessUnavailable,
+       "ovn-kst: Technician's Setup...: not available on this instrument\n"},
       {"Tech Adjustment Torque...", false, kHeadlessUnavailable,  // hidden: not a technician
        "ovn-kst: Tech Adjustment Torque...: not available on this instrument\n"},
       {"Termination Resistor", true, kHeadlessUnavailable,  // the instrument is locked
@@ -331,6 +331,20 @@ TEST_F(HeadlessRunTest, TheDigitalIoSetupTakesLineAndFunctionAnswers) {
   EXPECT_EQ(sim_param(sim, "IOI"), "8") << "line 3 active high";
   EXPECT_NE(err.str().find("Pin J: Tare=Hi\nPin F: Reset-Maxmin=Lo\n"), std::string::npos)
       << err.str();
+}
+
+TEST_F(HeadlessRunTest, TheTechniciansSetupRefusesATwoChannelCountAndSendsNothing) {
+  args.technician = true;
+  args.simulate = true;
+  const auto before = sim.working;
+  EXPECT_EQ(run({"Technician's Setup"}, "NumChannels=2\nOk\nOK\nCancel\n"), kHeadlessOk)
+      << err.str();
+  EXPECT_NE(err.str().find("[KST Setup]\nNumChannels must be either 1 or 3\n--> OK"),
+            std::string::npos)
+      << err.str();
+  EXPECT_FALSE(sent("SD2k7Qw2Xzp"));
+  EXPECT_EQ(sim.config.channels, 3);
+  EXPECT_EQ(sim.working, before);
 }
 
 }  // namespace

@@ -308,13 +308,13 @@ TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {
             "(/nonexistent/ttyUSB9)\n");
 }
 
-TEST(OvnKstHeadless, AnEntryThisBuildDoesNotServeEndsTheRunWithExitCode5) {
+TEST(OvnKstHeadless, AnEntryHiddenFromThisOperatorEndsTheRunWithExitCode5) {
   test::TempDir home;
   ProgramRun run =
-      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--run", "Speed and Power Setup"},
+      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--run", "Technician's Setup"},
                   home.path(), 60);
   EXPECT_EQ(run.code, kHeadlessUnavailable) << run.err;
-  EXPECT_NE(run.err.find("ovn-kst: Speed and Power Setup: not available on this instrument\n"),
+  EXPECT_NE(run.err.find("ovn-kst: Technician's Setup: not available on this instrument\n"),
             std::string::npos)
       << run.err;
   EXPECT_EQ(run.out.find("time="), std::string::npos) << run.out;
