@@ -241,7 +241,7 @@ double true_counts(const SimInstrument& sim, double now) {
   double c = p.zero_counts + p.zero_drift_counts_per_f * (p.temperature_f - 75.0) +
              p.gain_counts_per_lbfin * torque_lbfin(sim, now);
   if (sim.shunt == 1) c += p.shunt_counts;
-  if (sim.shunt == 2) c -= p.shunt_counts;
+  if (sim.shunt == 2) c -= p.shunt_counts * (1 - p.shunt_asymmetry);
   return c;
 }
 
@@ -744,6 +744,85 @@ std::string kst_request(SimInstrument& sim, const std::string& message, double n
   return kRefused;
 }
 
+// ---- The HZYM ----------------------------------------------------------------------------
+
+// The HZYM counts a quarter as finely as the KST's rotor: full scale 2000 lbf-in is about
+// 20300 counts, inside its signed 16-bit readings.
+constexpr double kHzymCountsPerKstCount = 0.25;
+constexpr int kHzymRecordDigits = 76;
+
+// Its stored values, hex as the instrument keeps them (singles, 16-bit integers), and its
+// ten calibration history records "HS0" to "HS9", empty to begin with.
+std::vector<std::pair<std::string, std::string>> hzym_factory() {
+  const double lbfin_per_count =
+      1.0 / (SimPhysics{}.gain_counts_per_lbfin * kHzymCountsPerKstCount);
+  const std::string gain = fmt_hex_f32(static_cast<float>(lbfin_per_count));
+  std::vector<std::pair<std::string, std::string>> values = {
+      {"MD", "ZQVD32002(2-3 lbf-in)"},
+      {"SE", "H0001"},
+      {"FS1", fmt_hex_f32(2000.0f)},
+      {"CC1A", fmt_hex_f32(2000.0f)},
+      {"CC1B", fmt_hex_f32(2000.0f)},
+      {"SC", gain + gain},
+      {"OF", "0000"},
+      {"TR", "0000"},
+      {"GN", fmt_hex16(1979.8867531797266 / (kUvpvPerCount / kHzymCountsPerKstCount))},
+      {"DS1", "1"},
+      {"FL1", "09"}};
+  for (int n = 0; n < 10; ++n)
+    values.emplace_back("HS" + std::to_string(n), std::string(kHzymRecordDigits, '0'));
+  return values;
+}
+
+// A signed 16-bit value of up to four hex digits; 0 for anything else.
+double hex16_value(const std::string& text) {
+  unsigned value = 0;
+  auto r = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+  if (r.ec != std::errc() || r.ptr != text.data() + text.size() || value > 0xFFFF) return 0;
+  return static_cast<int16_t>(static_cast<uint16_t>(value));
+}
+
+bool all_hex(const std::string& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); });
+}
+
+// The HZYM's count now: the KST's rotor scaled down, less the stored offset "OF" that its
+// zero adjustment sets.
+double hzym_counts(SimInstrument& sim, double now) {
+  const double counts = sample_raw(sim, now) * kHzymCountsPerKstCount;
+  return std::round(counts - hex16_value(sim.working["OF"]));
+}
+
+// A name alone reads its value; a name and a value stores it ("=" and "==" before the
+// value are the send forms of a configuration load). "XC1" is the torque reading in counts,
+// four hex digits, and "DC1" in lbf-in as a decimal number; "TP" the temperature
+// (sixteenths of a degree C, hex); "AS" switches the shunt as on the KST.
+std::string hzym_request(SimInstrument& sim, const std::string& message, double now) {
+  if (message == "XC1") return fmt_hex16(hzym_counts(sim, now));
+  if (message == "DC1") {
+    const std::string sc = sim.working["SC"];
+    uint32_t bits = 0;
+    std::from_chars(sc.data(), sc.data() + std::min<size_t>(8, sc.size()), bits, 16);
+    return fmt_shortest(hzym_counts(sim, now) * std::bit_cast<float>(bits));
+  }
+  if (message == "TP") return fmt_hex16((sim.physics.temperature_f - 32) / 1.8 * 16);
+  if (message.rfind("AS", 0) == 0) return kst_request(sim, message, now);
+  for (size_t len = std::min<size_t>(4, message.size()); len > 0; --len) {
+    const std::string name = message.substr(0, len);
+    auto it = sim.working.find(name);
+    if (it == sim.working.end() || !sim.hzym_names.count(name)) continue;
+    std::string value = message.substr(len);
+    if (value.empty()) return it->second;
+    value.erase(0, std::min(value.find_first_not_of('='), value.size()));
+    if (name.rfind("HS", 0) == 0 && (value.size() != kHzymRecordDigits || !all_hex(value)))
+      return kRefused;
+    it->second = value;
+    return kOk;
+  }
+  return kRefused;
+}
+
 struct FamilyInfo {
   SimFamily family;
   const char* name;
@@ -867,6 +946,12 @@ void sim_init(SimInstrument& sim, const SimConfig& config) {
   sim.config.channels = std::clamp(config.channels, 1, 3);
   sim.rng.seed(config.seed);
   for (const auto& p : kParams) sim.working[p.name] = p.factory;
+  if (config.family == SimFamily::Hzym) {
+    for (const auto& [name, value] : hzym_factory()) {
+      sim.working[name] = value;
+      sim.hzym_names.insert(name);
+    }
+  }
   for (const auto& [message, reply] : family_info(config.family)->probe) sim.table[message] = reply;
   sim.flash = sim.working;
   sim.flash_password = config.password;
@@ -904,6 +989,7 @@ std::optional<std::string> sim_request(SimInstrument& sim, const std::string& li
   // The RDX keeps its logic lines as the KST does, in the same messages.
   const bool rdx_lines = sim.config.family == SimFamily::Rdx &&
                          (message.rfind("IO", 0) == 0 || message.rfind("IL", 0) == 0);
+  if (sim.config.family == SimFamily::Hzym) return hzym_request(sim, message, now_ms);
   if (sim.config.family != SimFamily::Kst && sim.config.family != SimFamily::Kslw && !rdx_lines)
     return kRefused;
   return kst_request(sim, message, now_ms);

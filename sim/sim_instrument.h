@@ -17,6 +17,7 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -103,6 +104,7 @@ struct SimPhysics {
   double zero_counts = 2000.0;               // A/D count with no torque
   double gain_counts_per_lbfin = 40.591992;  // A/D counts per lbf-in
   double shunt_counts = 100975.09988518943;  // A/D shift of the positive shunt
+  double shunt_asymmetry = 0.003;            // the negative shunt's shift is this much smaller
   double zero_drift_counts_per_f = 0.0;      // zero shift per deg F away from 75
   double hz_per_rpm = 1.0;                   // speed pickup frequency per RPM
   double urv_volts_at_full_duty = 25.0;      // rotor supply at 100 % duty, at resonance
@@ -131,6 +133,8 @@ struct SimInstrument {
   // Message to reply (without line end), asked before anything else: the whole vocabulary
   // of the other families beyond their probe, and an override for a KST reply in a test.
   std::map<std::string, std::string> table;
+  // The HZYM's own values among `working` (its hex store and history records).
+  std::set<std::string> hzym_names;
   // Live state.
   int shunt = 0;               // 0 none, 1 positive, 2 negative
   double tare[3] = {0, 0, 0};  // display units per channel

@@ -76,7 +76,8 @@ double poll_sample(bool raw) {
   const TmInfoRecord& s = session();
   switch (s.tm_type) {
     case kTmHzym:
-      return raw ? get_si32("XC" + ch_text()) : get_f32("DC" + ch_text());
+      // The count in the instrument's own data format, as the live value reads it.
+      return raw ? tmi_read_data_lbfin(kTmInfoCurrent) : get_f32("DC" + ch_text());
     case kTmKsvm:
       return get_si32(raw ? "aa" : "c");
     default:  // the S350 families

@@ -9,6 +9,7 @@
 #include "config/config_commands.h"
 #include "config/config_load.h"
 #include "config/flash.h"
+#include "config/history.h"
 #include "config/tm_file.h"
 #include "foundation/debug_log.h"
 #include "foundation/hexstr.h"
@@ -18,6 +19,7 @@
 #include "instrument/family.h"
 #include "instrument/measure.h"
 #include "instrument/tm_info.h"
+#include "link/rs232.h"
 
 namespace ovn {
 namespace {
@@ -26,6 +28,8 @@ const char* const kCrLf = "\r\n";
 constexpr int kVerdictOk = 3;
 constexpr int kVerdictRejected = 4;
 constexpr double kReadingSeconds = 3.0;
+// The KSVM's integer factors are this over counts per full scale.
+constexpr double kKsvmScale = 10737418240000.0;
 
 const TmInfoRecord& session() {
   return tm_info_record(kTmInfoCurrent);
@@ -86,6 +90,29 @@ bool adj_shunt_constants(int32_t code, const ShuntReadings& r) {
       }
       adj_write("CFG", double_text(std::round(r.zero_temperature_f / 0.1)));
       return true;
+    }
+    case kTmKsvm: {
+      // A shift in the instrument's own counts: the load point's factor with the shunt's
+      // span for the load's reading, signed by the step.
+      const double k = get_si32("CK");
+      auto shift = [k](double span, double sign) {
+        return kw_format(sign * std::fabs(std::round(kw_safe_div(kKsvmScale, k * span, 0))), "0");
+      };
+      if (positive) adj_write("CL", shift(plus, 1));
+      if (negative) adj_write("CM", shift(minus, -1));
+      return true;
+    }
+    case kTmHzym: {
+      // The HZYM keeps its shunt values in its calibration history: the spans in lbf-in by
+      // its two gains, confirmed by the operator, then a record of their own.
+      const std::string sc = get_hexstr("SC");
+      if (sc.size() < 16) return false;
+      double shunt_plus = 0, shunt_minus = 0;
+      tm_info_history_newest_shunts(shunt_plus, shunt_minus);
+      if (positive) shunt_plus = plus * hex_to_single(sc.substr(0, 8));
+      if (negative) shunt_minus = minus * hex_to_single(sc.substr(8, 8));
+      if (!tm_info_history_ask_shunts(shunt_plus, shunt_minus)) return false;
+      return tm_info_history_write(kHistoryOperator, shunt_plus, shunt_minus, false);
     }
     default:
       return false;

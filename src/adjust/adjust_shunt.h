@@ -40,7 +40,10 @@ struct ShuntReadings {
 // differs from the positive; one of the same sign is flipped), "TCE" the temperature of the
 // shunt readings. RDX: "CFA", the pairs "CFD"/"CED" and "CFE"/"CEE" (span in thousandths of
 // a count, and the shunt's load as a fraction of full scale), "CFG" in tenths of deg F.
-// Others keep no shunt values that this program writes: nothing, false.
+// KSVM: "CL" and "CM", the shifts 10737418240000 / (full scale "CK" x span), signed + and
+// - by their steps. HZYM: a calibration history record (unflagged) whose shunt values are
+// the spans in lbf-in by the two gains of "SC", confirmed by the operator (false when the
+// operator cancels). Others keep no shunt values that this program writes: nothing, false.
 bool adj_shunt_constants(int32_t code, const ShuntReadings& readings);
 
 }  // namespace ovn

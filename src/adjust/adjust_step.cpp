@@ -12,6 +12,7 @@
 #include "config/config_commands.h"
 #include "config/config_load.h"
 #include "config/flash.h"
+#include "config/history.h"
 #include "config/tm_file.h"
 #include "foundation/debug_log.h"
 #include "foundation/files.h"
@@ -171,8 +172,9 @@ int adj_run_step(int32_t code, double load, double tolerance, int32_t mask, bool
   if (adj_verdict(message, buttons, warning, "", "", false) == cancel) {
     tm_info_config_upload_text(before);
     result = kVerdictRejected;
-  } else if (code != kPointZero && tolerance > 0) {
-    adj_gain_compare(code, tolerance);
+  } else {
+    if (code != kPointZero && tolerance > 0) adj_gain_compare(code, tolerance);
+    adj_history_record(code);
   }
   // Both ways end here: the session read again and flash written, with the old values
   // after a rejection.
@@ -185,6 +187,13 @@ int adj_run_step(int32_t code, double load, double tolerance, int32_t mask, bool
               : result == kVerdictOk ? "kept"
                                      : "rejected");
   return result;
+}
+
+void adj_history_record(int32_t code) {
+  if (!tm_is_type(kTmHzym, kTmInfoCurrent)) return;
+  double positive = 0, negative = 0;
+  tm_info_history_newest_shunts(positive, negative);
+  tm_info_history_write(kHistoryOperator, positive, negative, code != kPointZero);
 }
 
 bool adj_gain_compare(int32_t code, double tolerance) {

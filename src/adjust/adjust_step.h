@@ -44,6 +44,11 @@ std::string adj_headline();
 // whether to bring them to this step's gain ("Yes|No"). True when they were rewritten.
 bool adj_gain_compare(int32_t code, double tolerance);
 
+// After a kept step on a HZYM: a calibration history record of the instrument's constants
+// now, with the shunt values of the newest record; flagged when the step was a load point.
+// Other families keep no history: nothing.
+void adj_history_record(int32_t code);
+
 // The adjustment record of the current session's instrument, and its heading line.
 std::string adj_record_file();
 std::string adj_record_heading();

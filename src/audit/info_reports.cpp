@@ -6,6 +6,7 @@
 #include "audit/audit_rules.h"
 #include "config/catalogue.h"
 #include "config/config_commands.h"
+#include "config/history.h"
 #include "config/tm_file.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
@@ -107,6 +108,17 @@ std::string real_time_report() {
   return text;
 }
 
+// A HZYM's calibration history, newest adjustments and all: one line a record kept.
+std::string history_report() {
+  if (!tm_is_type(kTmHzym, kTmInfoCurrent)) return "";
+  std::string lines;
+  for (int slot = 0; slot < kHistorySlots; ++slot) {
+    const std::string line = tm_info_history_read(slot);
+    if (!line.empty()) lines += field("Record " + std::to_string(slot), line);
+  }
+  return heading("Calibration history") + (lines.empty() ? field("(no records)", "") : lines);
+}
+
 std::string parameters_report() {
   std::string text;
   for (const auto& [title, parameters] : read_parameters()) {
@@ -115,7 +127,8 @@ std::string parameters_report() {
     for (const Parameter& p : parameters)
       text += field(p.comment.empty() ? p.name : p.comment, p.value + "  [" + p.name + "]");
   }
-  return text.empty() ? heading("Parameters") + field("(this family keeps none)", "") : text;
+  if (text.empty()) text = heading("Parameters") + field("(this family keeps none)", "");
+  return text + history_report();
 }
 
 std::string channels_report() {

@@ -189,26 +189,38 @@ std::string tm_info_history_read(int slot) {
   return history_report_line(get_reply("HS" + std::to_string(slot)));
 }
 
-bool tm_info_history_shunts(double& positive_shunt, double& negative_shunt) {
-  double positive = 0, negative = 0;
+bool tm_info_history_newest_shunts(double& positive_shunt, double& negative_shunt) {
+  positive_shunt = negative_shunt = 0;
   std::vector<std::string> records = tm_info_history_records();
   int slot = history_newest_slot(records, true);
-  if (slot >= 0) {
-    if (auto values = history_decode(records[slot])) {
-      positive = number((*values)[15]);
-      negative = number((*values)[16]);
-    }
-  }
+  if (slot < 0) return false;
+  auto values = history_decode(records[static_cast<size_t>(slot)]);
+  if (!values) return false;
+  positive_shunt = number((*values)[15]);
+  negative_shunt = number((*values)[16]);
+  return true;
+}
+
+bool tm_info_history_ask_shunts(double& positive_shunt, double& negative_shunt) {
   double scale = get_f64("DS1");
   double typed_positive = 0, typed_negative = 0;
-  if (!ask_shunt("POSITIVE SHUNT VALUE", "Enter in the Positive shunt value:", positive * scale,
-                 typed_positive))
+  if (!ask_shunt("POSITIVE SHUNT VALUE",
+                 "Enter in the Positive shunt value:", positive_shunt * scale, typed_positive))
     return false;
-  if (!ask_shunt("NEGATIVE SHUNT VALUE", "Enter in the Negative shunt value:", negative * scale,
-                 typed_negative))
+  if (!ask_shunt("NEGATIVE SHUNT VALUE",
+                 "Enter in the Negative shunt value:", negative_shunt * scale, typed_negative))
     return false;
   positive_shunt = kw_safe_div(typed_positive, scale, typed_positive);
   negative_shunt = kw_safe_div(typed_negative, scale, typed_negative);
+  return true;
+}
+
+bool tm_info_history_shunts(double& positive_shunt, double& negative_shunt) {
+  double positive = 0, negative = 0;
+  tm_info_history_newest_shunts(positive, negative);
+  if (!tm_info_history_ask_shunts(positive, negative)) return false;
+  positive_shunt = positive;
+  negative_shunt = negative;
   return true;
 }
 

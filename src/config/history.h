@@ -78,12 +78,21 @@ bool tm_info_history_write(int32_t operator_number, double positive_shunt, doubl
 // The report line of slot `slot` (history_report_line of "HS<slot>").
 std::string tm_info_history_read(int slot);
 
-// The shunt values to write with the next record. Starts from the shunts of the newest
-// record (0 when there is none), shown multiplied by "DS1"; asks for each through
-// user_input: title "POSITIVE SHUNT VALUE", field "Enter in the Positive shunt value:",
-// then "NEGATIVE SHUNT VALUE", "Enter in the Negative shunt value:". An answer that is not
-// a number, or beyond what a single holds, is asked again. The answers come back divided by "DS1"
-// (a "DS1" of 0 keeps them as typed). False when the operator cancelled either.
+// The operator number this program writes into its records: it keeps no operators.
+inline constexpr int32_t kHistoryOperator = 0;
+
+// The shunt values of the newest flagged record, in lbf-in; false (and 0, 0) when there
+// is none.
+bool tm_info_history_newest_shunts(double& positive_shunt, double& negative_shunt);
+// Asks for the two shunt values, proposing the ones given (lbf-in) shown multiplied by
+// "DS1": user_input title "POSITIVE SHUNT VALUE", field "Enter in the Positive shunt
+// value:", then "NEGATIVE SHUNT VALUE", "Enter in the Negative shunt value:". An answer
+// that is not a number, or beyond what a single holds, is asked again. The answers come
+// back divided by "DS1" (a "DS1" of 0 keeps them as typed). False when the operator
+// cancelled either; the values are then left alone.
+bool tm_info_history_ask_shunts(double& positive_shunt, double& negative_shunt);
+// The shunt values to write with the next record: those of the newest flagged record (0
+// when there is none), confirmed by the operator (tm_info_history_ask_shunts).
 bool tm_info_history_shunts(double& positive_shunt, double& negative_shunt);
 
 }  // namespace ovn

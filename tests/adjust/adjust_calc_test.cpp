@@ -149,27 +149,27 @@ TEST_F(AdjustCalcTest, WqpmLoadFitsItsPairAndSendsTheLoadAsASingle) {
 TEST_F(AdjustCalcTest, HzymOffsetAndGainsWithTheirWarnings) {
   struct Case {
     int32_t code;
-    std::string counts;  // each sample
+    std::string counts;  // each sample, as the HZYM sends it: four hex digits
     double load;
     Sends sends;
     std::string report;
   };
   const Case cases[] = {
-      {kPointZero, "-1000", 0, {"OF0000", "TR0000", "OFFC18"}, ""},
+      {kPointZero, "FC18", 0, {"OF0000", "TR0000", "OFFC18"}, ""},
       {kPointZero,
-       "1001",
+       "03E9",
        0,
        {"OF0000", "TR0000", "OF03E9"},
        "WARNING: excessively large offset:1001\r\n"},
-      {kPointPositive, "2000", 1000, {"CC1A3F000000", "SC3F0000003E800000"}, ""},
-      {kPointNegative, "-2000", -1000, {"CC1B3F000000", "SC3F0000003F000000"}, ""},
+      {kPointPositive, "07D0", 1000, {"CC1A3F000000", "SC3F0000003E800000"}, ""},
+      {kPointNegative, "F830", -1000, {"CC1B3F000000", "SC3F0000003F000000"}, ""},
       {kPointPositive,
-       "1999",
+       "07CF",
        1999,
        {"CC1A3F800000", "SC3F8000003E800000"},
        "WARNING: Calibrating at < 20% FS\r\n"},
-      {kPointPositive, "0", 1000, {}, "WARNING: Calibrating at < 20% FS\r\n"},
-      {1204, "0", 1000, {}, "ERROR:Unknown adjustment:1204\r\n"},
+      {kPointPositive, "0000", 1000, {}, "WARNING: Calibrating at < 20% FS\r\n"},
+      {1204, "0000", 1000, {}, "ERROR:Unknown adjustment:1204\r\n"},
   };
   for (const Case& c : cases) {
     Replies table = with(kHzymReplies, {{"ASA", "OK"}, {"XC1", c.counts}, {"DS1", "1"}});

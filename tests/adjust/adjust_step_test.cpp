@@ -6,6 +6,7 @@
 #include "adjust/adjust_calc.h"
 #include "adjust/noise_fixture.h"
 #include "config/config_commands.h"
+#include "config/history.h"
 #include "config/tm_file.h"
 #include "foundation/hexstr.h"
 
@@ -197,6 +198,23 @@ TEST_F(AdjustStepTest, APositiveGainThatLeavesTheNegativeBehindAsksToBringItAlon
   EXPECT_NE(lines[2].find(") disagree by more than 0.200% (1.0"), std::string::npos) << lines[2];
   sim.physics.torque.a = -1000;
   EXPECT_NEAR(reads_now(), -1000, 1.0) << "the negative point was brought to the new gain";
+}
+
+TEST_F(AdjustStepTest, EachKeptStepOnAHzymWritesAHistoryRecordFlaggedForALoadPoint) {
+  open(SimFamily::Hzym);
+  sim.config.noise_uvpv = 12;     // inside the HZYM's noise limits of 7 to 25 uV/V
+  sim.physics.zero_counts = 800;  // 200 of the HZYM's counts for its zero step to take away
+  const std::string empty(76, '0');
+  EXPECT_EQ(step(kPointZero, 0, "", "OK"), 3) << verdict().text;
+  EXPECT_EQ(step(kPointPositive, 2001.0002, "2001.0002", "Cancel"), 4);
+  EXPECT_EQ(sim_param(sim, "HS1"), empty) << "a rejected step leaves no record";
+  EXPECT_EQ(step(kPointPositive, 2001.0002, "2001.0002", "OK"), 3);
+  const std::string zero = sim_param(sim, "HS0"), load = sim_param(sim, "HS1");
+  EXPECT_LT(zero[0], '8') << "a zero step is no full adjustment: " << zero;
+  EXPECT_GE(load[0], '8') << load;
+  EXPECT_EQ(load.substr(20, 8), sim_param(sim, "CC1A")) << "the load value as the step left it";
+  EXPECT_EQ(sim_param(sim, "HS2"), empty);
+  EXPECT_EQ(tm_info_history_latest(false), 1);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ class SimKst : public test::SeamsTest {
   void SetUp() override { start(SimConfig{}); }
   void start(const SimConfig& config) {
     sim_init(sim, config);
-    port.set_settings("115200,n,8,1");
+    port.set_settings(std::to_string(sim_family_baud(config.family)) + ",n,8,1");
     std::string error;
     ASSERT_TRUE(port.open(error));
   }
@@ -256,7 +256,9 @@ TEST_F(SimKst, ShuntShiftsTheReadingByItsSpanAndShowsInTheStatus) {
   EXPECT_NEAR(mean_torque(), sim.physics.shunt_counts * per_count, 0.05);
   EXPECT_EQ(ask(port, "ASC"), "OK");
   EXPECT_EQ(ask(port, "AS"), "64");
-  EXPECT_NEAR(mean_torque(), -sim.physics.shunt_counts * per_count, 0.05);
+  EXPECT_NEAR(mean_torque(),
+              -sim.physics.shunt_counts * (1 - sim.physics.shunt_asymmetry) * per_count, 0.05)
+      << "the negative shunt a few tenths of a percent weaker";
   EXPECT_EQ(ask(port, "ASA"), "OK");
   EXPECT_EQ(ask(port, "AS"), "0");
   // With the positive point stored negative (an inverted bridge) the bits swap.
@@ -398,6 +400,31 @@ TEST_F(SimKst, AnalogOutputOverrideIsHeldUntilEnded) {
   EXPECT_EQ(sim.override_counts.count('A'), 0u);
   EXPECT_EQ(ask(port, "AOM54000"), "OK");
   EXPECT_EQ(ask(port, "AOM"), "54000");
+}
+
+TEST_F(SimKst, TheHzymKeepsHexValuesAndTenHistoryRecordsAndReadsInHex) {
+  SimConfig config;
+  config.family = SimFamily::Hzym;
+  config.noise_uvpv = 0;
+  start(config);
+  sim.physics.zero_counts = 800;
+  set_load(0);
+  const std::string empty(76, '0'), record(76, 'A');
+  EXPECT_EQ(ask(port, "VR", 0), "1.5.4");
+  EXPECT_EQ(ask(port, "FS1", 0), "44FA0000") << "2000 as a single";
+  EXPECT_EQ(ask(port, "HS9", 0), empty);
+  EXPECT_EQ(ask(port, "HS3" + record, 0), "OK");
+  EXPECT_EQ(ask(port, "HS3", 0), record);
+  EXPECT_EQ(ask(port, "HS3ABC", 0), "!") << "a record is 76 hex digits";
+  EXPECT_EQ(ask(port, "HS10", 0), "!") << "slots 0 to 9";
+  EXPECT_EQ(ask(port, "XC1", 0), "00C8") << "a quarter of the rotor's 800 counts";
+  EXPECT_EQ(ask(port, "OF==00C8", 0), "OK") << "a configuration load's send form";
+  EXPECT_EQ(ask(port, "OF", 0), "00C8");
+  EXPECT_EQ(ask(port, "XC1", 0), "0000");
+  EXPECT_EQ(ask(port, "ASC", 0), "OK");
+  EXPECT_EQ(ask(port, "XC1", 0), "9DB0")
+      << "-25168: the negative shunt, 0.3 % weaker than the positive";
+  EXPECT_EQ(ask(port, "UIA", 0), "!") << "none of the KST's own vocabulary";
 }
 
 TEST(SimProfile, ShapesGiveTheirValuesOverTime) {
