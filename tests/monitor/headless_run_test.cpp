@@ -347,5 +347,27 @@ TEST_F(HeadlessRunTest, TheTechniciansSetupRefusesATwoChannelCountAndSendsNothin
   EXPECT_EQ(sim.working, before);
 }
 
+TEST_F(HeadlessRunTest, AKeptShuntRunShowsInTheNextDownloadAndACancelledOnePutsItBack) {
+  args.simulate = true;
+  const std::string path = dir / "after-shunt.611";
+  const std::string shunt = "sim load=0\nOK\nContinue Anyway\n";
+  EXPECT_EQ(run({"Get Shunt Values", "Save Configuration"}, shunt + "=" + path + "\nSave\n"),
+            kHeadlessOk)
+      << err.str();
+  const std::string e = err.str();
+  size_t spans = 0;
+  for (size_t at = e.find("\n Span="); at != std::string::npos; at = e.find("\n Span=", at + 1))
+    ++spans;
+  EXPECT_EQ(spans, 2u) << e;
+  EXPECT_NE(e.find("% +/- Shunt Asymmetry\n"), std::string::npos) << e;
+  const std::string kept = sim_param(sim, "SVA");
+  EXPECT_NE(kept, "100975.09988518943") << "the span as measured, not the factory's";
+  EXPECT_NE(TempDir::read(path).value_or("").find("\nSVA" + kept + " "), std::string::npos)
+      << TempDir::read(path).value_or("");
+
+  EXPECT_EQ(run({"Get Shunt Values"}, "sim load=0\nOK\nCancel\n"), kHeadlessOk) << err.str();
+  EXPECT_EQ(sim_param(sim, "SVA"), kept) << "the before-image put back";
+}
+
 }  // namespace
 }  // namespace ovn::test
