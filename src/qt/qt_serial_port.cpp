@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iostream>
 
 #include "foundation/debug_log.h"
 #include "foundation/platform.h"
@@ -109,10 +110,22 @@ bool QtSerialPort::open(std::string& error) {
 bool QtSerialPort::open_device(const std::string& device, std::string& error) {
   serial_.setPortName(QString::fromStdString(device));
   opened_device_ = device;
+  const std::optional<SerialLock> lock = serial_lock_of(device);
   if (!serial_.open(QIODevice::ReadWrite)) {
-    error = serial_.errorString().toStdString() + " (" + device + ")";
+    error = serial_.errorString().toStdString();
+    if (lock && lock->alive)
+      error = "in use by " + (lock->program.empty() ? "another program" : lock->program) +
+              " (process " + std::to_string(lock->pid) + ")";
+    error += " (" + device + ")";
     serial_.clearError();
     return false;
+  }
+  if (lock && !lock->alive) {
+    // A run killed outright leaves its lock behind; the port is ours all the same.
+    const std::string note = "RS232 " + device + ": took over the lock left by process " +
+                             std::to_string(lock->pid) + ", which has ended";
+    debug_log(note);
+    std::cerr << "ovn-kst: " << note << "\n";
   }
   if (away_) debug_log("RS232 " + device + " is back");
   lost_ = away_ = false;

@@ -2,7 +2,10 @@
 
 #include <linux/serial.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/ioctl.h>
+
+#include <cerrno>
 
 #include <filesystem>
 #include <fstream>
@@ -43,6 +46,36 @@ std::vector<std::pair<std::string, std::string>> serial_stable_links() {
     if (!ec) links.emplace_back(entry.path().string(), target.string());
   }
   return links;
+}
+
+const std::vector<std::string>& serial_lock_dirs() {
+  static const std::vector<std::string> dirs = {
+      "/var/lock", "/etc/locks", "/var/spool/locks",  "/var/spool/uucp",
+      "/tmp",      "/var/tmp",   "/var/lock/lockdev", "/run/lock"};
+  return dirs;
+}
+
+std::string serial_lock_path(const std::string& dir, const std::string& device) {
+  std::string name = device.rfind("/dev/", 0) == 0 ? device.substr(5) : device;
+  for (char& c : name)
+    if (c == '/') c = '_';
+  return dir + "/LCK.." + name;
+}
+
+std::optional<SerialLock> serial_lock_of(const std::string& device,
+                                         const std::vector<std::string>& dirs) {
+  for (const std::string& dir : dirs) {
+    std::ifstream in(serial_lock_path(dir, device));
+    if (!in) continue;
+    SerialLock lock;
+    // The lock file holds the owner's process number, then its program and host, a line each.
+    if (!(in >> lock.pid) || lock.pid <= 0) return std::nullopt;
+    in >> std::ws;
+    std::getline(in, lock.program);
+    lock.alive = kill(static_cast<pid_t>(lock.pid), 0) == 0 || errno == EPERM;
+    return lock;
+  }
+  return std::nullopt;
 }
 
 }  // namespace ovn::qt

@@ -1,6 +1,7 @@
 #pragma once
 // What the serial adapter needs of the operating system beyond QSerialPort (Linux).
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,5 +17,22 @@ int serial_latency_timer_ms(const std::string& device);
 bool serial_fd_readable(int fd);
 // The stable links under /dev/serial/by-id and the device each points to.
 std::vector<std::pair<std::string, std::string>> serial_stable_links();
+
+// The lock file QSerialPort keeps for `device` in `dir`: "/dev/ttyUSB0" gives
+// "<dir>/LCK..ttyUSB0", "/dev/pts/3" "<dir>/LCK..pts_3".
+std::string serial_lock_path(const std::string& dir, const std::string& device);
+
+// Who holds the lock of a device: the process number and program written in the lock file,
+// and whether that process still runs.
+struct SerialLock {
+  long pid = 0;
+  std::string program;
+  bool alive = false;
+};
+// The folders QSerialPort keeps its locks in, in the order it tries them.
+const std::vector<std::string>& serial_lock_dirs();
+// The lock of `device` in the first of `dirs` that has one, if any.
+std::optional<SerialLock> serial_lock_of(const std::string& device,
+                                         const std::vector<std::string>& dirs = serial_lock_dirs());
 
 }  // namespace ovn::qt

@@ -7,12 +7,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "config/catalogue.h"
+#include "config/config_load.h"
+#include "config/tm_file.h"
 #include "foundation/hexstr.h"
 #include "foundation/kw.h"
 #include "foundation/units.h"
@@ -190,6 +193,40 @@ TEST_F(ReadersFuzz, TypedReadersEndOnAnyReplyWithTheOperatorsSkip) {
     (void)get_hex_f32("SC1");
     (void)get_hexstr("SC");
     (void)rs232_send_ok("TR*0");
+  }
+  set_operator(nullptr);
+  rs232_reset_state();
+  EXPECT_TRUE(seams.fatal_texts.empty());
+}
+
+// Configuration files as the loader reads them from disk, and as a procedure's undo sends
+// them back: every file is sent or refused line by line, none ends the process.
+TEST_F(ReadersFuzz, ConfigurationFilesLoadOrAreRefusedLineByLine) {
+  FakePort port(seams.clock);
+  rs232_reset_state();
+  rs232_attach(port, "A");
+  ASSERT_EQ(rs232_open(port, "115200"), "");
+  port.responder = [](const std::string&) { return std::string("OK\r"); };
+  std::ostringstream boxes;
+  HeadlessOperator op(FailurePolicy::Skip, boxes);
+  set_operator(&op);
+  TempDir dir;
+  ConfigInstrument kst;
+  kst.tm_type = kTmKst;
+  kst.tm_name = "KST";
+  kst.file_extension = ".611";
+  const std::string header =
+      "# KST Configuration File\r\n# UID:ZQVD52002V(2-3 lbf-in)-SIM0001.S1-COM1\r\n";
+  Inputs in({header + "UIAZQVD52002V(2-3 lbf-in)# Model\r\nTA3# Points\r\n",
+             "CE1A2001.0002   # Full Scale\r\nSVB-100975.1\r\n",
+             "|######### Speed\r\nSD3\r\nAOM12345\r\nAON-3\r\n", "UIB==SIM0001\r\n#\r\n\r\n",
+             "IOA19\nILA1.1\rILB-1.1"});
+  const std::string path = dir / "fuzz.611";
+  for (int i = 0; i < kInputs; ++i) {
+    const std::string text = in.next();
+    std::ofstream(path, std::ios::binary) << text;
+    EXPECT_GE(tm_info_config_load(path, false, kst), -1) << text;
+    EXPECT_GE(tm_info_config_upload_text(text), 0) << text;
   }
   set_operator(nullptr);
   rs232_reset_state();

@@ -3,6 +3,7 @@
 
 #include "qt/qt_serial_port.h"
 #include "qt/qt_event_wait.h"
+#include "qt/serial_linux.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,8 @@
 
 #include <QCoreApplication>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "foundation/debug_log.h"
@@ -94,6 +97,49 @@ TEST_F(QtSerialPortTest, APseudoTerminalOpensAndCarriesBothWays) {
   while (got.size() < 6 && now_ms() < deadline) got += port.input();
   EXPECT_EQ(got, "123.5\r");
   EXPECT_EQ(port.input(), "");
+}
+
+// The lock files QSerialPort keeps: one left by a process that has ended is taken over with
+// a note; one of a process still running keeps the port, and the error names the process.
+TEST_F(QtSerialPortTest, ALockOfAnEndedRunIsTakenOverAndALiveOneIsNamed) {
+  std::string dir;
+  for (const std::string& d : qt::serial_lock_dirs())
+    if (::access(d.c_str(), W_OK) == 0) {
+      dir = d;
+      break;
+    }
+  if (dir.empty()) GTEST_SKIP() << "no lock folder this user may write";
+  const std::string path = qt::serial_lock_path(dir, device_);
+  EXPECT_EQ(qt::serial_lock_path("/run/lock", "/dev/pts/3"), "/run/lock/LCK..pts_3");
+  char host[256] = {};
+  ::gethostname(host, sizeof host - 1);
+  auto write_lock = [&](long pid, const std::string& program) {
+    std::ofstream(path) << pid << "\n" << program << "\n" << host << "\n";
+  };
+  struct Removed {
+    std::string path;
+    ~Removed() { std::filesystem::remove(path); }
+  } removed{path};
+
+  write_lock(4194304 + 1, "ovn-kst");  // beyond any process number: ended
+  ASSERT_TRUE(qt::serial_lock_of(device_).has_value());
+  EXPECT_FALSE(qt::serial_lock_of(device_)->alive);
+  qt::QtSerialPort port(device_);
+  port.set_settings("115200,n,8,1");
+  std::string error;
+  ASSERT_TRUE(port.open(error)) << error;
+  bool noted = false;
+  for (const std::string& line : seams.log.lines)
+    noted |= line.find("took over the lock left by process 4194305") != std::string::npos;
+  EXPECT_TRUE(noted);
+  port.close();
+
+  const std::string me = QCoreApplication::applicationName().toStdString();
+  write_lock(::getpid(), me);
+  EXPECT_TRUE(qt::serial_lock_of(device_)->alive);
+  EXPECT_FALSE(port.open(error));
+  EXPECT_EQ(error,
+            "in use by " + me + " (process " + std::to_string(::getpid()) + ") (" + device_ + ")");
 }
 
 TEST_F(QtSerialPortTest, RatesAboveTheSettingsLimitGoThroughThePortState) {
