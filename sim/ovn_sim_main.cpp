@@ -48,9 +48,10 @@ const char* kUsage =
     "  --listen MS        after each reply, poll without sleeping this long (default 0:\n"
     "                     block at once, using no processor while nobody talks)\n"
     "  --transcript FILE  append every request and reply to FILE\n"
-    "  --fault KIND[:AFTER[:COUNT]]  misbehave after AFTER requests, for COUNT requests\n"
-    "                     (0 or none: for good): silent (no reply), garble (the reply's\n"
-    "                     first character turned into #), unplug (the device goes away)\n"
+    "  --fault KIND[:AFTER[:COUNT[:EVERY]]]  misbehave after AFTER requests, for COUNT\n"
+    "                     requests (0 or none: for good), again every EVERY requests:\n"
+    "                     silent (no reply), garble (the reply's first character turned\n"
+    "                     into #), unplug (the device goes away)\n"
     "  SIGUSR1            print the analog outputs' voltages and the lines to stderr\n"
     "  --version          print the version and end\n"
     "  --help             this text\n";

@@ -214,9 +214,7 @@ long sim_serve(int master_fd, SimInstrument& sim, const SimServeOptions& options
       }
       record(now, '>', partial + "\n");
       ++heard;
-      bool faulty =
-          options.fault != SimFault::None && heard > options.fault_after &&
-          (options.fault_count == 0 || heard <= options.fault_after + options.fault_count);
+      bool faulty = sim_fault_hits(options, heard);
       if (faulty && options.fault == SimFault::Unplug) {
         unplugged = true;
         break;
@@ -261,7 +259,7 @@ bool sim_parse_fault(const std::string& text, SimServeOptions& options) {
   for (const auto& [name, fault] : kKinds)
     if (kind == name) o.fault = fault;
   if (o.fault == SimFault::None) return false;
-  long numbers[2] = {0, 0};
+  long numbers[3] = {0, 0, 0};
   size_t at = kind.size();
   for (long& n : numbers) {
     if (at >= text.size()) break;
@@ -274,8 +272,18 @@ bool sim_parse_fault(const std::string& text, SimServeOptions& options) {
   if (at < text.size()) return false;
   o.fault_after = numbers[0];
   o.fault_count = numbers[1];
+  o.fault_every = numbers[2];
+  if (o.fault_every != 0 && o.fault_every <= o.fault_count) return false;
   options = o;
   return true;
+}
+
+bool sim_fault_hits(const SimServeOptions& options, long heard) {
+  if (options.fault == SimFault::None || heard <= options.fault_after) return false;
+  if (options.fault_count == 0) return true;
+  long into = heard - options.fault_after - 1;  // from 0 at the episode's first request
+  if (options.fault_every > 0) into %= options.fault_every;
+  return into < options.fault_count;
 }
 
 }  // namespace ovn

@@ -29,6 +29,8 @@ struct SimServeOptions {
   SimFault fault = SimFault::None;
   long fault_after = 0;
   long fault_count = 0;
+  // With a count, the episode comes again every `fault_every` requests (0: once).
+  long fault_every = 0;
   long baud = 115200;          // 0: no baud emulation, bytes leave at once
   double turnaround_ms = 0.0;  // the instrument's time between request and reply
   // How long the instrument listens hard (polls without sleeping) after each exchange
@@ -84,5 +86,7 @@ std::string sim_transcript_line(double ms, char direction, const std::string& by
 // Reads "silent", "garble" or "unplug", optionally followed by ":AFTER" and ":COUNT"
 // ("silent:1:3"), into `options`. False for any other text.
 bool sim_parse_fault(const std::string& text, SimServeOptions& options);
+// True when request number `heard` (from 1) falls in a fault episode of `options`.
+bool sim_fault_hits(const SimServeOptions& options, long heard);
 
 }  // namespace ovn

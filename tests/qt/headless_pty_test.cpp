@@ -297,6 +297,55 @@ TEST(OvnKstHeadless, AnInstrumentThatFallsSilentUnderSkipStillEndsByItsDuration)
   EXPECT_NE(run.err.find("(--duration)"), std::string::npos) << run.err;
   EXPECT_LT(took, 10.0) << run.err;
 }
+
+// Over a real line under retry: a garbled reply every 40 requests, many more than three in
+// the run, each mended by its own retries, and the run goes on to its end.
+TEST(OvnKstHeadless, RetryMendsEachOfManyBriefFaultsAndTheRunEndsByItsDuration) {
+  OvnSim sim("KST", {"--fault", "garble:100:1:40"});
+  ASSERT_FALSE(sim.path().empty());
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--port", sim.path(), "--on-failure", "retry",
+                                "--duration", "3", "-nocommportscan"},
+                               home.path(), 30);
+  EXPECT_NE(run.code, kHeadlessAborted) << run.err;
+  EXPECT_NE(run.err.find("(--duration)"), std::string::npos) << run.err;
+}
+
+// A stator that answers once, then dozes for three requests: under retry the monitor's
+// second search finds the KST (it looks for no other family, so never settles on another).
+TEST(OvnKstHeadless, AMonitorFindsAKstThatMissesThreeRequestsAfterItsFirstReply) {
+  OvnSim sim("KST", {"--fault", "silent:1:3"});
+  ASSERT_FALSE(sim.path().empty());
+  test::TempDir home;
+  ProgramRun run = run_ovn_kst({"--headless", "--port", sim.path(), "--monitor", "--samples", "5",
+                                "--on-failure", "retry", "-nocommportscan"},
+                               home.path(), 60);
+  EXPECT_NE(run.code, kHeadlessAborted) << run.err;
+  EXPECT_NE(run.err.find("Retry (1 of 3)"), std::string::npos) << run.err;
+  EXPECT_NE(run.out.find("family=KST\n"), std::string::npos) << run.out;
+}
+
+// The folder of the data file removed while it is written: the run says at which row the
+// saving stopped and ends with 7, not as if all were well.
+TEST(OvnKstHeadless, AFolderRemovedUnderASavingRunEndsItWithSevenAndTheRow) {
+  OvnSim sim("KST");
+  ASSERT_FALSE(sim.path().empty());
+  test::TempDir home;
+  const std::string data = home.path() + "/runs";
+  std::thread remover([&data] {
+    for (int i = 0; i < 100 && !std::filesystem::exists(data); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::filesystem::remove_all(data);
+  });
+  ProgramRun run = run_ovn_kst({"--headless", "--port", sim.path(), "--save-dir", data,
+                                "--save-rate", "0", "--duration", "5", "-nocommportscan"},
+                               home.path(), 30);
+  remover.join();
+  EXPECT_EQ(run.code, kHeadlessSavingStopped) << run.err;
+  EXPECT_TRUE(std::regex_search(run.err, std::regex("data saving stopped after row [1-9]")))
+      << run.err;
+}
 #endif
 
 TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {

@@ -142,6 +142,33 @@ TEST_F(SimPtyThread, InstrumentHearsOnlyAClientAtItsOwnRate) {
   EXPECT_EQ(exchange(fd, "VR\n"), "1.5.4\r");
 }
 
+TEST(SimFault, AFaultHitsItsEpisodeOnceOrAgainAndAgain) {
+  struct Case {
+    const char* text;
+    bool parses;
+    std::vector<long> hit;  // the requests (from 1) among the first 12 that it hits
+  } cases[] = {
+      {"silent", true, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
+      {"silent:0:3", true, {1, 2, 3}},  // a slow start
+      {"silent:1:3", true, {2, 3, 4}},  // a stator that dozes off after its first reply
+      {"garble:2:1:4", true, {3, 7, 11}},
+      {"unplug:10", true, {11, 12}},
+      {"garble:2:3:3", false, {}},  // an episode as long as its period never ends
+      {"shout", false, {}},
+      {"silent:x", false, {}},
+      {"silent:1:2:3:4", false, {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    ovn::SimServeOptions options;
+    ASSERT_EQ(ovn::sim_parse_fault(c.text, options), c.parses);
+    std::vector<long> hit;
+    for (long heard = 1; heard <= 12; ++heard)
+      if (ovn::sim_fault_hits(options, heard)) hit.push_back(heard);
+    EXPECT_EQ(hit, c.hit);
+  }
+}
+
 TEST(SimTranscript, ControlBytesAreWrittenSoALineStaysOneLine) {
   EXPECT_EQ(sim_transcript_line(1.5, '<', "OK\r"), "1.500 < OK\\r");
   EXPECT_EQ(sim_transcript_line(12, '>', "A\\x\x01\n"), "12.000 > A\\\\x\\x01\\n");
