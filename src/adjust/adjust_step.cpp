@@ -15,6 +15,7 @@
 #include "config/history.h"
 #include "config/tm_file.h"
 #include "foundation/debug_log.h"
+#include "foundation/events.h"
 #include "foundation/files.h"
 #include "foundation/hexstr.h"
 #include "foundation/kw.h"
@@ -56,6 +57,11 @@ void record_step(const std::string& title, double load, double found, double lef
                           "," + kw_format(found, "0.0000") + "," + kw_format(left, "0.0000") + "," +
                           sent + "," + verdict;
   noise_csv_append(adj_record_file(), adj_record_heading(), row);
+  ovn_event("adjustment", {{"step", json_string(title)},
+                           {"load", json_number(load)},
+                           {"as_found", json_number(found)},
+                           {"as_left", json_number(left)},
+                           {"verdict", json_string(verdict)}});
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "audit/audit_report.h"
 #include "audit/audit_rules.h"
 #include "audit/checkit.h"
+#include "foundation/events.h"
 #include "foundation/hexstr.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
@@ -286,6 +287,10 @@ void tm_check_config_audit() {
     ck_range(temperature, r.tempf_min, r.tempf_max, "Temperature", "F", true, "");
   if (r.tm_type == kTmRdx) dynamic_rotor();
   ck_finish();
+  const std::string failures = ck_failures();
+  int count = 0;
+  for (const std::string& line : kw_split(failures, kCrLf)) count += line.empty() ? 0 : 1;
+  ovn_event("audit", {{"failures", json_number(count)}, {"text", json_string(failures)}});
 }
 
 bool tm_check_config_run(bool show_passes) {

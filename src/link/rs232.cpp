@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "foundation/debug_log.h"
+#include "foundation/events.h"
 #include "foundation/hexstr.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
@@ -544,6 +545,11 @@ int16_t rs232_failure_dialog(const std::string& message, const std::string& got,
   }
   int choice =
       gib(text, "Abort|Retry|Skip", kFailureDialogFlags, "Communications Failure", "Courier New");
+  static const char* const kAnswers[] = {"Abort", "Retry", "Skip"};
+  ovn_event("failure",
+            {{"sent", json_string(s.id + message)},
+             {"got", json_string(got)},
+             {"answer", json_string(choice >= 0 && choice <= 2 ? kAnswers[choice] : "")}});
   if (choice == 0) process_exit(1);
   return static_cast<int16_t>(choice);
 }

@@ -15,6 +15,7 @@
 
 #include "build_info.h"
 #include "foundation/debug_log.h"
+#include "foundation/events.h"
 #include "foundation/files.h"
 #include "foundation/kw.h"
 #include "foundation/operator.h"
@@ -136,6 +137,10 @@ int lf_sync(double now) {
 
 void lf_close() {
   DataDir& s = dd();
+  if (s.saving)
+    ovn_event("saving", {{"state", json_string("stopped")},
+                         {"file", json_string(s.file_name)},
+                         {"rows", json_number(static_cast<double>(s.rows))}});
   if (s.fd >= 0) {
     if (int err = lf_sync(0); err != 0)
       debug_log("Save Data: cannot finish " + s.file_name + ": " + lf_error_text(err));
@@ -384,6 +389,7 @@ bool dtdr_start_stop(const std::string& heading, const std::string& identity) {
   s.saving = true;
   s.failed = false;
   s.rows = 0;
+  ovn_event("saving", {{"state", json_string("started")}, {"file", json_string(s.file_name)}});
   return true;
 }
 

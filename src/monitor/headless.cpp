@@ -14,6 +14,7 @@
 #include <system_error>
 #include <tuple>
 
+#include "foundation/events.h"
 #include "foundation/files.h"
 #include "foundation/kw.h"
 #include "foundation/long_work.h"
@@ -50,7 +51,11 @@ const char* const kHeadlessHelp =
     "                      (exit 6 when it finds a failure)\n"
     "  --report FILE       \"Check Configuration\" writes its report there as a web page\n"
     "  --baseline FILE     \"Check Configuration\" also lists what changed since that\n"
-    "                      configuration file\n";
+    "                      configuration file\n"
+    "  --publish URL       publish status, session, live data and events over MQTT:\n"
+    "                      mqtt://[user@]host[:port]/prefix, or mqtts:// for TLS; the\n"
+    "                      password from OVN_MQTT_PASSWORD or OVN_MQTT_PASSWORD_FILE\n"
+    "  --mqtt-ca FILE      the certificate authority of an mqtts:// broker\n";
 
 namespace {
 
@@ -145,6 +150,18 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
       else
         (word == "--report" ? a.report : a.baseline) = value;
       if (has_value) ++i;
+    } else if (word == "--publish" || word == "--mqtt-ca") {
+      PublishTarget target;
+      if (!has_value || value.empty())
+        refuse(word == "--publish" ? "--publish takes mqtt://[user@]host[:port]/prefix"
+                                   : "--mqtt-ca takes the path of a certificate file");
+      else if (word == "--mqtt-ca")
+        a.mqtt_ca = value;
+      else if (std::string why = publish_parse_url(value, target); !why.empty())
+        refuse("--publish: " + why);
+      else
+        a.publish = value;
+      if (has_value) ++i;
     } else if (word == "--samples") {
       if (!has_value || !lf_parse(value, a.samples) || a.samples <= 0) {
         a.samples = 0;
@@ -160,6 +177,8 @@ HeadlessArgs headless_parse_args(const std::vector<std::string>& args) {
     refuse("--save-rate is the pace of the data file: give --save-dir too");
   if ((a.show_passes || !a.report.empty() || !a.baseline.empty()) && a.runs.empty())
     refuse("--show-passes, --report and --baseline belong to --run \"Check Configuration\"");
+  if (!a.mqtt_ca.empty() && a.publish.rfind("mqtts://", 0) != 0)
+    refuse("--mqtt-ca belongs to a broker reached by --publish mqtts://");
   if (!a.csv_format.empty() && a.save_dir.empty())
     refuse("--csv-format is the form of the data file: give --save-dir too");
   return a;
@@ -277,11 +296,45 @@ struct SettingsScope {
   ~SettingsScope() { set_settings_store(&previous); }
 };
 
+// The session record as the "session" topic carries it.
+std::string lf_session_json(const FrmKstMain& f) {
+  const TmInfoRecord& r = tm_info_current_record();
+  std::string scales, units;
+  for (int c = 0; c < f.session.channels && c < 3; ++c) {
+    scales += (c ? "," : "") + json_number(f.session.full_scale[static_cast<size_t>(c)]);
+    units += (c ? "," : "") + json_string(f.session.unit[static_cast<size_t>(c)]);
+  }
+  return "{\"family\":" + json_string(r.tm_name) + ",\"firmware\":" + json_string(r.firmware) +
+         ",\"model\":" + json_string(r.model) + ",\"serial\":" + json_string(r.serial) +
+         ",\"shaft\":" + json_string(r.shaft) + ",\"customer\":" + json_string(r.customer_name) +
+         ",\"uid\":" + json_string(r.uid) + ",\"full_scale\":[" + scales + "],\"units\":[" + units +
+         "]}";
+}
+
+// Opens the publisher of the session, when the run publishes: "online", the session record,
+// and from here on every event.
+void lf_start_publishing(HeadlessMonitor& m) {
+  if (!m.publish || m.publisher) return;
+  const TmInfoRecord& r = tm_info_current_record();
+  const bool named = !r.serial.empty() && r.serial != "None" && r.serial != "NoSerial";
+  m.publisher = std::make_unique<Publisher>(*m.publish, named ? r.serial : r.uid);
+  if (std::string why = m.publisher->start(); !why.empty()) {
+    (m.err != nullptr ? *m.err : std::cerr) << "ovn-kst: --publish: " << why << "\n";
+    m.publisher.reset();
+    return;
+  }
+  m.publisher->open_session(lf_session_json(m.f));
+  Publisher* p = m.publisher.get();
+  set_event_sink([p](const std::string& json) { p->event(json); });
+}
+
 void lf_round_end(HeadlessMonitor& m) {
   FrmKstMain& f = m.f;
   // A round cut short by the end of the run took no sample.
   if (!rs232_exit_flag()) ++m.samples;
   double t = now_ms() - m.go_ms;
+  if (m.publisher && !rs232_exit_flag())
+    m.publisher->sample(t / 1000, f.cur, f.session.channels, f.session.unit);
   if (m.readout_due && m.out != nullptr) {
     // The state the procedures left, once the round has read it.
     *m.out << headless_readout_line(f, t) << '\n';
@@ -334,6 +387,7 @@ void headless_monitor_hooks(HeadlessMonitor& m) {
       }
       if (m.answers != nullptr) m.answers->reach_sim_lines();
     }
+    lf_start_publishing(m);
     m.go_ms = now_ms();
     // The run's time limit ends every exchange in flight, however long the instrument
     // keeps it going; the round it cuts short ends the loop.
@@ -495,14 +549,30 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
   if (args.simulate && simulation != nullptr) m.technician_phrase = simulation->technician_phrase;
   m.answers = answers;
   m.keep_going = args.monitors();
+  if (!args.publish.empty()) {
+    PublishTarget target;
+    target.ca_file = args.mqtt_ca;
+    target.password = publish_password_from_environment();
+    publish_parse_url(args.publish, target);
+    m.publish = target;
+  }
   headless_monitor_hooks(m);
   kst_load(m.f);
   kst_timer1(m.f);
   code = m.code;
+  std::string published;
+  if (m.publisher) {
+    set_event_sink(nullptr);
+    m.publisher->finish();
+    published = "; " + std::to_string(m.publisher->batches()) + " live batches published, " +
+                std::to_string(m.publisher->dropped()) + " dropped";
+    m.publisher.reset();
+  }
   rs232_set_exit_deadline(0);
   err << "ovn-kst: " << m.samples << " samples in " << kw_format(m.ended_ms / 1000, "0.000")
       << " s (" << (m.ended_by.empty() ? "ended" : m.ended_by) << ")";
   if (!m.file_name.empty()) err << "; " << dtdr_rows() << " rows saved to " << m.file_name;
+  err << published;
   if (!m.file_name.empty() && dtdr_failed()) {
     err << "; data saving stopped after row " << dtdr_rows();
     if (code == kHeadlessOk || code == kHeadlessSkipped) code = kHeadlessSavingStopped;

@@ -85,6 +85,8 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -92,6 +94,7 @@
 #include "monitor/answers_operator.h"
 #include "monitor/frm_kst_main.h"
 #include "monitor/headless_operator.h"
+#include "monitor/publish.h"
 
 namespace ovn {
 
@@ -127,6 +130,8 @@ struct HeadlessArgs {
   bool show_passes = false;       // "--show-passes": the audit prints its passes too
   std::string report;             // "--report FILE": the audit's HTML page
   std::string baseline;           // "--baseline FILE": compare with a saved configuration
+  std::string publish;            // "--publish mqtt[s]://[user@]host[:port]/prefix"
+  std::string mqtt_ca;            // "--mqtt-ca FILE": the authority a mqtts broker is checked by
   std::string error;  // why the line is not usable ("--on-failure takes retry, skip or abort")
 
   // Whether the main loop runs after the record (see the rule above).
@@ -180,6 +185,9 @@ struct HeadlessMonitor {
   bool keep_going = true;              // monitor after the procedures
   bool readout_due = false;            // the readout line after the procedures is due
   int code = 0;                        // 3, 4 or 5 when the procedures ended the run
+  // Publishing over MQTT (monitor/publish.h): where to, and the client of the session.
+  std::optional<PublishTarget> publish;
+  std::unique_ptr<Publisher> publisher;
 };
 
 // Serves the --technician entry and the --run captions of `m` as the window would, in

@@ -29,8 +29,8 @@ class SetupFormsTest : public SessionTest {
 
   // Fields of the last form shown, as label -> data.
   std::string field(const std::string& label) const {
-    for (auto it = op.shown.rbegin(); it != op.shown.rend(); ++it)
-      for (const UserInputField& f : it->form.fields)
+    for (size_t i = op.shown.size(); i-- > 0;)
+      for (const UserInputField& f : op.shown[i].form.fields)
         if (f.label.rfind(label, 0) == 0) return f.data;
     return "<none>";
   }

@@ -18,6 +18,7 @@
 #include "monitor/headless.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
+#include "support/mqtt_broker.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"
 
@@ -367,6 +368,47 @@ TEST_F(HeadlessRunTest, AKeptShuntRunShowsInTheNextDownloadAndACancelledOnePutsI
 
   EXPECT_EQ(run({"Get Shunt Values"}, "sim load=0\nOK\nCancel\n"), kHeadlessOk) << err.str();
   EXPECT_EQ(sim_param(sim, "SVA"), kept) << "the before-image put back";
+}
+
+// A monitoring run that publishes: "online" then "offline" on the retained status, one
+// session record, live batches and the saving events, all of them JSON.
+TEST_F(HeadlessRunTest, APublishingRunTellsItsStatusSessionLiveDataAndEventsAsJson) {
+  if (mosquitto_broker_path() == nullptr) GTEST_SKIP() << "no mosquitto broker here";
+  MqttBroker broker;
+  MqttListener listener(broker.port(), "ovn/#");
+  ASSERT_TRUE(eventually([&] { return port_accepts(broker.port()); }));
+  args.samples = 300;
+  if (std::getenv("NOSAVE") == nullptr) args.save_dir = dir / "runs";
+  args.publish = "mqtt://127.0.0.1:" + std::to_string(broker.port()) + "/ovn";
+  EXPECT_EQ(run({}, ""), kHeadlessOk) << err.str();
+  ASSERT_TRUE(eventually([&] { return listener.on("status").size() >= 2; })) << err.str();
+  const auto status = listener.on("status");
+  EXPECT_EQ(status.front().payload, "online");
+  EXPECT_EQ(status.back().payload, "offline");
+  EXPECT_EQ(status.front().topic, "ovn/SIM0001/status");
+  ASSERT_EQ(listener.on("session").size(), 1u);
+  const std::string session = listener.on("session")[0].payload;
+  EXPECT_NE(session.find("\"family\":\"KST\""), std::string::npos) << session;
+  EXPECT_GE(listener.on("live").size(), 3u);
+  for (const Heard& h : listener.heard()) {
+    if (h.topic.ends_with("/status")) continue;
+    EXPECT_TRUE(json_valid(h.payload)) << h.topic << " " << h.payload;
+  }
+  const std::string live = listener.on("live")[0].payload;
+  EXPECT_NE(live.find("\"units\":[\"lbf-in\",\"RPM\",\"Hp\"],\"t\":["), std::string::npos) << live;
+  const auto events = listener.on("events");
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_NE(events[0].payload.find("\"type\":\"saving\""), std::string::npos);
+  EXPECT_NE(events[1].payload.find("\"state\":\"stopped\""), std::string::npos);
+  EXPECT_TRUE(
+      std::regex_search(err.str(), std::regex("; [1-9][0-9]* live batches published, 0 dropped\n")))
+      << err.str();
+
+  // A new subscriber finds the stand's state and record kept by the broker.
+  MqttListener late(broker.port(), "ovn/+/+");
+  ASSERT_TRUE(eventually([&] { return late.heard().size() >= 2; }));
+  for (const Heard& h : late.heard()) EXPECT_TRUE(h.retained) << h.topic;
+  EXPECT_EQ(late.on("status").at(0).payload, "offline");
 }
 
 }  // namespace

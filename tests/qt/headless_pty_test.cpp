@@ -26,6 +26,7 @@
 #include "monitor/headless.h"
 #include "qt/qt_event_wait.h"
 #include "qt/qt_serial_port.h"
+#include "support/mqtt_broker.h"
 #include "support/qt_application.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"
@@ -347,6 +348,22 @@ TEST(OvnKstHeadless, AFolderRemovedUnderASavingRunEndsItWithSevenAndTheRow) {
       << run.err;
 }
 #endif
+
+// A publishing run killed outright: the broker says "offline" for it, the last will.
+TEST(OvnKstHeadless, APublishingRunKilledOutrightIsToldOfflineByItsLastWill) {
+  if (test::mosquitto_broker_path() == nullptr) GTEST_SKIP() << "no mosquitto broker here";
+  test::MqttBroker broker;
+  test::MqttListener listener(broker.port(), "ovn/+/status");
+  test::TempDir home;
+  ProgramRun run =
+      run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--monitor", "--publish",
+                   "mqtt://127.0.0.1:" + std::to_string(broker.port()) + "/ovn"},
+                  home.path(), 3);
+  EXPECT_EQ(run.code, -1) << "killed: " << run.err;
+  ASSERT_TRUE(test::eventually([&] { return listener.on("status").size() >= 2; })) << run.err;
+  EXPECT_EQ(listener.on("status").front().payload, "online");
+  EXPECT_EQ(listener.on("status").back().payload, "offline");
+}
 
 TEST(OvnKstHeadless, APortThatCannotBeOpenedIsSaidOnceWithItsReason) {
   test::TempDir home;

@@ -1,0 +1,223 @@
+#pragma once
+// A real MQTT broker for the publishing tests: Eclipse Mosquitto on a free loopback port,
+// started and stopped by the test, and a subscriber that keeps every message it hears.
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <mosquitto.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace ovn::test {
+
+inline const char* mosquitto_broker_path() {
+  for (const char* p : {"/usr/sbin/mosquitto", "/usr/bin/mosquitto"})
+    if (::access(p, X_OK) == 0) return p;
+  return nullptr;
+}
+
+// A loopback port nobody listens on now.
+inline int free_loopback_port() {
+  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof a;
+  (void)::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  (void)::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  ::close(fd);
+  return ntohs(a.sin_port);
+}
+
+inline bool port_accepts(int port) {
+  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  a.sin_port = htons(static_cast<uint16_t>(port));
+  const bool ok = ::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  ::close(fd);
+  return ok;
+}
+
+// Waits up to `ms` for `done`, looking every 10 ms.
+inline bool eventually(const std::function<bool()>& done, int ms = 5000) {
+  for (int waited = 0; waited < ms; waited += 10) {
+    if (done()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return done();
+}
+
+class MqttBroker {
+ public:
+  explicit MqttBroker(int port = free_loopback_port()) : port_(port) { start(); }
+  ~MqttBroker() { stop(); }
+  MqttBroker(const MqttBroker&) = delete;
+  MqttBroker& operator=(const MqttBroker&) = delete;
+
+  bool start() {
+    const char* exe = mosquitto_broker_path();
+    if (exe == nullptr) return false;
+    config_ = "/tmp/ovn-test-mosquitto-" + std::to_string(::getpid()) + "-" +
+              std::to_string(port_) + ".conf";
+    std::ofstream(config_) << "listener " << port_ << " 127.0.0.1\nallow_anonymous true\n";
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      // Quiet, unless OVN_TEST_BROKER_VERBOSE asks for its log.
+      const bool verbose = std::getenv("OVN_TEST_BROKER_VERBOSE") != nullptr;
+      if (!verbose) {
+        const int null = ::open("/dev/null", O_WRONLY);
+        ::dup2(null, 1);
+        ::dup2(null, 2);
+      }
+      ::execl(exe, exe, "-c", config_.c_str(), verbose ? "-v" : nullptr,
+              static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    return eventually([this] { return port_accepts(port_); });
+  }
+  void stop() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = 0;
+    ::unlink(config_.c_str());
+  }
+  int port() const { return port_; }
+  bool running() const { return pid_ > 0; }
+
+ private:
+  int port_;
+  pid_t pid_ = 0;
+  std::string config_;
+};
+
+// One message as heard.
+struct Heard {
+  std::string topic;
+  std::string payload;
+  bool retained = false;
+};
+
+// Subscribes to `filter` and keeps what it hears.
+class MqttListener {
+ public:
+  MqttListener(int port, const std::string& filter) {
+    mosquitto_lib_init();
+    client_ = mosquitto_new(nullptr, true, this);
+    mosquitto_message_callback_set(client_, [](mosquitto*, void* self, const mosquitto_message* m) {
+      auto* l = static_cast<MqttListener*>(self);
+      std::lock_guard<std::mutex> lock(l->mutex_);
+      l->heard_.push_back(
+          {m->topic,
+           std::string(static_cast<const char*>(m->payload), static_cast<size_t>(m->payloadlen)),
+           m->retain});
+    });
+    filter_ = filter;
+    mosquitto_connect_callback_set(client_, [](mosquitto* c, void* self, int) {
+      mosquitto_subscribe(c, nullptr, static_cast<MqttListener*>(self)->filter_.c_str(), 1);
+    });
+    mosquitto_connect(client_, "127.0.0.1", port, 30);
+    mosquitto_loop_start(client_);
+  }
+  ~MqttListener() {
+    mosquitto_disconnect(client_);
+    mosquitto_loop_stop(client_, false);
+    mosquitto_destroy(client_);
+  }
+  std::vector<Heard> heard() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return heard_;
+  }
+  // The messages heard on topics ending in `leaf` ("status", "live"...).
+  std::vector<Heard> on(const std::string& leaf) const {
+    std::vector<Heard> out;
+    for (const Heard& h : heard())
+      if (h.topic.size() > leaf.size() && h.topic.ends_with("/" + leaf)) out.push_back(h);
+    return out;
+  }
+
+ private:
+  mosquitto* client_ = nullptr;
+  std::string filter_;
+  mutable std::mutex mutex_;
+  std::vector<Heard> heard_;
+};
+
+// True when `text` is one JSON value and nothing more (syntax only).
+inline bool json_valid(const std::string& text) {
+  size_t i = 0;
+  std::function<bool()> value;
+  auto ws = [&] {
+    while (i < text.size() &&
+           (text[i] == ' ' || text[i] == '\n' || text[i] == '\r' || text[i] == '\t'))
+      ++i;
+  };
+  auto string = [&] {
+    if (i >= text.size() || text[i] != '"') return false;
+    for (++i; i < text.size(); ++i) {
+      if (text[i] == '\\') {
+        ++i;
+      } else if (text[i] == '"') {
+        ++i;
+        return true;
+      } else if (static_cast<unsigned char>(text[i]) < 0x20) {
+        return false;
+      }
+    }
+    return false;
+  };
+  auto list = [&](char open, char close, bool keyed) {
+    if (text[i] != open) return false;
+    ++i;
+    ws();
+    if (i < text.size() && text[i] == close) return ++i, true;
+    for (;;) {
+      ws();
+      if (keyed) {
+        if (!string()) return false;
+        ws();
+        if (i >= text.size() || text[i++] != ':') return false;
+      }
+      if (!value()) return false;
+      ws();
+      if (i < text.size() && text[i] == ',') {
+        ++i;
+        continue;
+      }
+      return i < text.size() && text[i++] == close;
+    }
+  };
+  value = [&]() -> bool {
+    ws();
+    if (i >= text.size()) return false;
+    const char c = text[i];
+    if (c == '{') return list('{', '}', true);
+    if (c == '[') return list('[', ']', false);
+    if (c == '"') return string();
+    for (const char* word : {"true", "false", "null"})
+      if (text.compare(i, std::strlen(word), word) == 0) return i += std::strlen(word), true;
+    const size_t start = i;
+    while (i < text.size() && std::strchr("+-0123456789.eE", text[i]) != nullptr) ++i;
+    return i > start;
+  };
+  const bool ok = value();
+  ws();
+  return ok && i == text.size();
+}
+
+}  // namespace ovn::test
