@@ -296,36 +296,13 @@ struct SettingsScope {
   ~SettingsScope() { set_settings_store(&previous); }
 };
 
-// The session record as the "session" topic carries it.
-std::string lf_session_json(const FrmKstMain& f) {
-  const TmInfoRecord& r = tm_info_current_record();
-  std::string scales, units;
-  for (int c = 0; c < f.session.channels && c < 3; ++c) {
-    scales += (c ? "," : "") + json_number(f.session.full_scale[static_cast<size_t>(c)]);
-    units += (c ? "," : "") + json_string(f.session.unit[static_cast<size_t>(c)]);
-  }
-  return "{\"family\":" + json_string(r.tm_name) + ",\"firmware\":" + json_string(r.firmware) +
-         ",\"model\":" + json_string(r.model) + ",\"serial\":" + json_string(r.serial) +
-         ",\"shaft\":" + json_string(r.shaft) + ",\"customer\":" + json_string(r.customer_name) +
-         ",\"uid\":" + json_string(r.uid) + ",\"full_scale\":[" + scales + "],\"units\":[" + units +
-         "]}";
-}
-
-// Opens the publisher of the session, when the run publishes: "online", the session record,
-// and from here on every event.
+// Opens the publisher of the session, when the run publishes.
 void lf_start_publishing(HeadlessMonitor& m) {
   if (!m.publish || m.publisher) return;
-  const TmInfoRecord& r = tm_info_current_record();
-  const bool named = !r.serial.empty() && r.serial != "None" && r.serial != "NoSerial";
-  m.publisher = std::make_unique<Publisher>(*m.publish, named ? r.serial : r.uid);
-  if (std::string why = m.publisher->start(); !why.empty()) {
+  std::string why;
+  m.publisher = publish_session(*m.publish, m.f, why);
+  if (!why.empty())
     (m.err != nullptr ? *m.err : std::cerr) << "ovn-kst: --publish: " << why << "\n";
-    m.publisher.reset();
-    return;
-  }
-  m.publisher->open_session(lf_session_json(m.f));
-  Publisher* p = m.publisher.get();
-  set_event_sink([p](const std::string& json) { p->event(json); });
 }
 
 void lf_round_end(HeadlessMonitor& m) {
@@ -333,8 +310,7 @@ void lf_round_end(HeadlessMonitor& m) {
   // A round cut short by the end of the run took no sample.
   if (!rs232_exit_flag()) ++m.samples;
   double t = now_ms() - m.go_ms;
-  if (m.publisher && !rs232_exit_flag())
-    m.publisher->sample(t / 1000, f.cur, f.session.channels, f.session.unit);
+  if (m.publisher && !rs232_exit_flag()) publish_round(*m.publisher, f, t / 1000);
   if (m.readout_due && m.out != nullptr) {
     // The state the procedures left, once the round has read it.
     *m.out << headless_readout_line(f, t) << '\n';
@@ -560,14 +536,8 @@ bool lf_monitor(const HeadlessArgs& args, std::ostream& out, std::ostream& err,
   kst_load(m.f);
   kst_timer1(m.f);
   code = m.code;
-  std::string published;
-  if (m.publisher) {
-    set_event_sink(nullptr);
-    m.publisher->finish();
-    published = "; " + std::to_string(m.publisher->batches()) + " live batches published, " +
-                std::to_string(m.publisher->dropped()) + " dropped";
-    m.publisher.reset();
-  }
+  std::string published = publish_end(m.publisher);
+  if (!published.empty()) published = "; " + published;
   rs232_set_exit_deadline(0);
   err << "ovn-kst: " << m.samples << " samples in " << kw_format(m.ended_ms / 1000, "0.000")
       << " s (" << (m.ended_by.empty() ? "ended" : m.ended_by) << ")";

@@ -10,6 +10,9 @@
 #include "foundation/events.h"
 #include "foundation/kw.h"
 #include "foundation/platform.h"
+#include "foundation/settings.h"
+#include "instrument/tm_info.h"
+#include "monitor/frm_kst_main.h"
 
 namespace ovn {
 
@@ -326,6 +329,75 @@ void Publisher::on_publish(mosquitto*, void* self, int) {
   auto* p = static_cast<Publisher*>(self);
   std::lock_guard<std::mutex> lock(p->mutex_);
   if (p->unacknowledged_ > 0) --p->unacknowledged_;
+}
+
+// ---- A session's publishing --------------------------------------------------------------
+
+namespace {
+constexpr const char* kSection = "Publish";
+}  // namespace
+
+bool publish_stored_target(PublishTarget& target) {
+  const std::string url = kw_setting_get(kSharedApp, kSection, "URL", "");
+  if (url.empty()) return false;
+  PublishTarget t;
+  t.ca_file = kw_setting_get(kSharedApp, kSection, "CA", "");
+  t.password = publish_password_from_environment();
+  if (!publish_parse_url(url, t).empty()) return false;
+  target = t;
+  return true;
+}
+
+std::string publish_store_target(const std::string& url, const std::string& ca_file) {
+  PublishTarget t;
+  if (!url.empty()) {
+    if (std::string why = publish_parse_url(url, t); !why.empty()) return why;
+    if (!ca_file.empty() && !t.tls) return "a certificate authority belongs to an mqtts:// broker";
+  }
+  kw_setting_put(kSharedApp, kSection, "URL", url);
+  kw_setting_put(kSharedApp, kSection, "CA", ca_file);
+  return "";
+}
+
+std::string publish_session_json(const FrmKstMain& f) {
+  const TmInfoRecord& r = tm_info_current_record();
+  std::string scales, units;
+  for (int c = 0; c < f.session.channels && c < 3; ++c) {
+    scales += (c ? "," : "") + json_number(f.session.full_scale[static_cast<size_t>(c)]);
+    units += (c ? "," : "") + json_string(f.session.unit[static_cast<size_t>(c)]);
+  }
+  return "{\"family\":" + json_string(r.tm_name) + ",\"firmware\":" + json_string(r.firmware) +
+         ",\"model\":" + json_string(r.model) + ",\"serial\":" + json_string(r.serial) +
+         ",\"shaft\":" + json_string(r.shaft) + ",\"customer\":" + json_string(r.customer_name) +
+         ",\"uid\":" + json_string(r.uid) + ",\"full_scale\":[" + scales + "],\"units\":[" + units +
+         "]}";
+}
+
+std::unique_ptr<Publisher> publish_session(const PublishTarget& target, const FrmKstMain& f,
+                                           std::string& error) {
+  const TmInfoRecord& r = tm_info_current_record();
+  const bool named = !r.serial.empty() && r.serial != "None" && r.serial != "NoSerial";
+  auto p = std::make_unique<Publisher>(target, named ? r.serial : r.uid);
+  error = p->start();
+  if (!error.empty()) return nullptr;
+  p->open_session(publish_session_json(f));
+  Publisher* raw = p.get();
+  set_event_sink([raw](const std::string& json) { raw->event(json); });
+  return p;
+}
+
+void publish_round(Publisher& p, const FrmKstMain& f, double t_s) {
+  p.sample(t_s, f.cur, f.session.channels, f.session.unit);
+}
+
+std::string publish_end(std::unique_ptr<Publisher>& p) {
+  if (!p) return "";
+  set_event_sink(nullptr);
+  p->finish();
+  std::string counts = std::to_string(p->batches()) + " live batches published, " +
+                       std::to_string(p->dropped()) + " dropped";
+  p.reset();
+  return counts;
 }
 
 }  // namespace ovn

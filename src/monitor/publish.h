@@ -19,6 +19,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -27,6 +28,8 @@
 struct mosquitto;
 
 namespace ovn {
+
+struct FrmKstMain;
 
 // Where to publish: "mqtt://[user@]host[:port]/prefix", or "mqtts://" for TLS.
 struct PublishTarget {
@@ -128,5 +131,26 @@ class Publisher {
   int unacknowledged_ = 0;  // QoS 1 messages the broker has not confirmed yet
   std::thread network_;
 };
+
+// ---- A session's publishing, the same for the window and the headless run --------------
+
+// The broker kept by the window's "Publish..." dialog: settings "OVN-Shared", section
+// "Publish", keys "URL" and "CA"; the password from the environment. False when none is
+// kept, or the kept one cannot be read.
+bool publish_stored_target(PublishTarget& target);
+// Keeps `url` (empty: no publishing) and `ca_file`. "" when kept, else why not.
+std::string publish_store_target(const std::string& url, const std::string& ca_file);
+// The session record of `f` as the "session" topic carries it.
+std::string publish_session_json(const FrmKstMain& f);
+// Starts publishing the session of `f`: the client started, "online" and the session
+// record queued, and every event from here on. Nothing, and `error` said, when the client
+// cannot start.
+std::unique_ptr<Publisher> publish_session(const PublishTarget& target, const FrmKstMain& f,
+                                           std::string& error);
+// The round's sample of `f`, `t_s` seconds into the session.
+void publish_round(Publisher& p, const FrmKstMain& f, double t_s);
+// Ends the publishing: events stop, "offline", the goodbye. The count of batches published
+// and dropped ("7 live batches published, 0 dropped"); "" when there was none.
+std::string publish_end(std::unique_ptr<Publisher>& p);
 
 }  // namespace ovn

@@ -34,6 +34,7 @@
 #include "monitor/kst_commands.h"
 #include "qt/chart_widget.h"
 #include "qt/history_chart.h"
+#include "qt/publish_dialog.h"
 #include "qt/qt_operator_dialogs.h"
 
 namespace ovn::qt {
@@ -261,6 +262,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   model_.hooks.layout = [this] { graph_clear(model_.graph); };
   model_.hooks.unload = [this] { close(); };
   model_.hooks.show_splash = [](int ms) { (new SplashWindow(ms))->show(); };
+  model_.hooks.session_ready = [this] { start_publishing(); };
+  model_.hooks.round_end = [this] {
+    if (publisher_) publish_round(*publisher_, model_, (now_ms() - publish_go_ms_) / 1000);
+  };
 
   // The status bar: which instrument on which port, the rate, the data file being written.
   status_instrument_ = new QLabel(this);
@@ -268,9 +273,12 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
   status_file_ = new QLabel(this);
   status_instrument_->setObjectName("status_instrument");
   status_file_->setObjectName("status_file");
+  status_publish_ = new QLabel(this);
+  status_publish_->setObjectName("status_publish");
   statusBar()->addWidget(status_instrument_);
   statusBar()->addWidget(status_rate_);
   statusBar()->addWidget(status_file_, 1);
+  statusBar()->addPermanentWidget(status_publish_);
 
   render_timer_.setInterval(100);
   connect(&render_timer_, &QTimer::timeout, this, &MainWindow::render);
@@ -278,7 +286,23 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 }
 
 MainWindow::~MainWindow() {
+  publish_end(publisher_);
   model_.graph.canvas = nullptr;
+}
+
+void MainWindow::start_publishing() {
+  publish_end(publisher_);
+  publish_error_.clear();
+  PublishTarget target;
+  if (!publish_stored_target(target)) return;
+  publisher_ = publish_session(target, model_, publish_error_);
+  publish_go_ms_ = now_ms();
+}
+
+void MainWindow::ask_publish() {
+  PublishDialog dialog(this);
+  if (dialog.exec() != QDialog::Accepted) return;
+  if (in_session_) start_publishing();
 }
 
 QPushButton* MainWindow::add_button(KstControl& control, const std::string& name, int index) {
@@ -359,6 +383,10 @@ void MainWindow::build_menus() {
       save->setObjectName("save_chart_image");
       connect(save, &QAction::triggered, this, &MainWindow::ask_save_chart_image);
       menu->insertAction(last, save);
+      auto* publish = new QAction("Publish...", menu);
+      publish->setObjectName("publish");
+      connect(publish, &QAction::triggered, this, &MainWindow::ask_publish);
+      menu->insertAction(save, publish);
       menu->insertSeparator(last);
     }
     if (m == &model_.mn_misc) {
@@ -527,6 +555,15 @@ void MainWindow::render_status_bar() {
   const std::string& file = dtdr_file_name();
   const QString saving = file.empty() ? QString() : "Saving to " + latin1(file);
   if (status_file_->text() != saving) status_file_->setText(saving);
+  QString publishing;
+  if (publisher_) {
+    publishing = publisher_->connected() ? "MQTT: publishing" : "MQTT: broker away";
+    if (publisher_->dropped() > 0)
+      publishing += ", " + QString::number(publisher_->dropped()) + " batches dropped";
+  } else if (!publish_error_.empty()) {
+    publishing = "MQTT: " + latin1(publish_error_);
+  }
+  if (status_publish_->text() != publishing) status_publish_->setText(publishing);
 }
 
 void MainWindow::show_chart_tab(int index) {

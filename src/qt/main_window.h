@@ -13,9 +13,11 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "monitor/frm_kst_main.h"
+#include "monitor/publish.h"
 
 class QAction;
 class QCheckBox;
@@ -70,6 +72,10 @@ class MainWindow : public QMainWindow {
  private:
   void build_menus();
   void ask_save_chart_image();
+  // File > Publish...: the broker to publish to (kept), and publishing started again.
+  void ask_publish();
+  // Publishing of the session now opening, when a broker is kept; the last one ended.
+  void start_publishing();
   void add_help_menu();
   void render_status_bar();
   void render_history_channels();
@@ -85,6 +91,10 @@ class MainWindow : public QMainWindow {
   QTabWidget* charts_ = nullptr;
   QString history_channels_;
   QLabel *status_instrument_ = nullptr, *status_rate_ = nullptr, *status_file_ = nullptr;
+  QLabel* status_publish_ = nullptr;
+  std::unique_ptr<Publisher> publisher_;
+  double publish_go_ms_ = 0;        // now_ms() when the published session began
+  std::string publish_error_;       // why publishing did not start
   bool geometry_restored_ = false;  // what the history chart was last told of the channels
   QTimer render_timer_;
   std::array<PressLabel*, 3> lb_data_{}, lb_mxmn_{}, lb_units_{};
