@@ -13,6 +13,7 @@
 #include "foundation/events.h"
 #include "support/mqtt_broker.h"
 #include "support/seams.h"
+#include "support/temp_dir.h"
 
 namespace ovn::test {
 namespace {
@@ -137,6 +138,31 @@ TEST_F(PublisherTest, ABrokerThatNeverAnswersCostsTheLoopNothingAndTheOldestBatc
     EXPECT_GE(p.dropped(), 1000 - static_cast<int64_t>(Publisher::kMaxQueued));
   }  // and the end does not wait for it
   ::close(fd);
+}
+
+TEST_F(PublisherTest, ATlsBrokerIsReachedWithItsAuthorityAndRefusedWithoutIt) {
+  if (mosquitto_broker_path() == nullptr) GTEST_SKIP() << "no mosquitto broker here";
+  TempDir certificates;
+  ASSERT_TRUE(make_test_certificates(certificates.path())) << "the openssl tool";
+  MqttBroker broker(certificates.path());
+  const std::string url = "mqtts://127.0.0.1:" + std::to_string(broker.port()) + "/lab";
+  PublishTarget trusting;
+  trusting.ca_file = certificates.path() + "/ca.crt";
+  ASSERT_EQ(publish_parse_url(url, trusting), "");
+  Publisher p(trusting, "S1");
+  ASSERT_EQ(p.start(), "");
+  p.open_session("{}");
+  samples(p, 100);
+  EXPECT_TRUE(eventually([&] { return p.batches() >= 1; }));
+
+  PublishTarget stranger;  // the system's authorities do not know this broker
+  ASSERT_EQ(publish_parse_url(url, stranger), "");
+  Publisher q(stranger, "S2");
+  ASSERT_EQ(q.start(), "");
+  samples(q, 100);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_FALSE(q.connected());
+  EXPECT_EQ(q.batches(), 0);
 }
 
 }  // namespace

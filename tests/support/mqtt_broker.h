@@ -62,9 +62,31 @@ inline bool eventually(const std::function<bool()>& done, int ms = 5000) {
   return done();
 }
 
+// A certificate authority and a server certificate for 127.0.0.1 it signed, made by the
+// openssl tool in `dir`: "ca.crt", "server.crt", "server.key". False when they could not be.
+inline bool make_test_certificates(const std::string& dir) {
+  const std::string d = "'" + dir + "'";
+  const std::string commands =
+      "(cd " + d +
+      " && openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj '/CN=ovn test CA'"
+      " -keyout ca.key -out ca.crt"
+      " && openssl req -newkey rsa:2048 -nodes -subj '/CN=127.0.0.1' -keyout server.key"
+      " -out server.csr"
+      " && echo subjectAltName=IP:127.0.0.1 > ext.cnf"
+      " && openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key -CAcreateserial -days 2"
+      " -extfile ext.cnf -out server.crt"
+      " && chmod 644 server.key) >/dev/null 2>&1";  // the broker reads it as its own user
+  return std::system(commands.c_str()) == 0;
+}
+
 class MqttBroker {
  public:
   explicit MqttBroker(int port = free_loopback_port()) : port_(port) { start(); }
+  // A broker that speaks TLS only, with the certificates of make_test_certificates(dir).
+  MqttBroker(const std::string& certificates, int port = free_loopback_port())
+      : port_(port), certificates_(certificates) {
+    start();
+  }
   ~MqttBroker() { stop(); }
   MqttBroker(const MqttBroker&) = delete;
   MqttBroker& operator=(const MqttBroker&) = delete;
@@ -74,7 +96,12 @@ class MqttBroker {
     if (exe == nullptr) return false;
     config_ = "/tmp/ovn-test-mosquitto-" + std::to_string(::getpid()) + "-" +
               std::to_string(port_) + ".conf";
-    std::ofstream(config_) << "listener " << port_ << " 127.0.0.1\nallow_anonymous true\n";
+    std::ofstream config(config_);
+    config << "listener " << port_ << " 127.0.0.1\nallow_anonymous true\n";
+    if (!certificates_.empty())
+      config << "cafile " << certificates_ << "/ca.crt\ncertfile " << certificates_
+             << "/server.crt\nkeyfile " << certificates_ << "/server.key\n";
+    config.close();
     pid_ = ::fork();
     if (pid_ == 0) {
       // Quiet, unless OVN_TEST_BROKER_VERBOSE asks for its log.
@@ -102,6 +129,7 @@ class MqttBroker {
 
  private:
   int port_;
+  std::string certificates_;
   pid_t pid_ = 0;
   std::string config_;
 };
