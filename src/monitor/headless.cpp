@@ -14,7 +14,6 @@
 #include <system_error>
 #include <tuple>
 
-#include "foundation/events.h"
 #include "foundation/files.h"
 #include "foundation/kw.h"
 #include "foundation/long_work.h"
