@@ -354,6 +354,7 @@ TEST(OvnKstHeadless, APublishingRunKilledOutrightIsToldOfflineByItsLastWill) {
   if (test::mosquitto_broker_path() == nullptr) GTEST_SKIP() << "no mosquitto broker here";
   test::MqttBroker broker;
   test::MqttListener listener(broker.port(), "ovn/+/status");
+  ASSERT_TRUE(test::eventually([&] { return listener.subscribed(); }));
   test::TempDir home;
   ProgramRun run =
       run_ovn_kst({"--headless", "--simulate", "-nocommportscan", "--monitor", "--publish",

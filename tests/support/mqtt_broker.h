@@ -159,6 +159,11 @@ class MqttListener {
     mosquitto_connect_callback_set(client_, [](mosquitto* c, void* self, int) {
       mosquitto_subscribe(c, nullptr, static_cast<MqttListener*>(self)->filter_.c_str(), 1);
     });
+    mosquitto_subscribe_callback_set(client_, [](mosquitto*, void* self, int, int, const int*) {
+      auto* l = static_cast<MqttListener*>(self);
+      std::lock_guard<std::mutex> lock(l->mutex_);
+      l->subscribed_ = true;
+    });
     mosquitto_connect(client_, "127.0.0.1", port, 30);
     mosquitto_loop_start(client_);
   }
@@ -166,6 +171,11 @@ class MqttListener {
     mosquitto_disconnect(client_);
     mosquitto_loop_stop(client_, false);
     mosquitto_destroy(client_);
+  }
+  // True once the broker has confirmed the subscription: from here nothing is missed.
+  bool subscribed() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return subscribed_;
   }
   std::vector<Heard> heard() const {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -183,6 +193,7 @@ class MqttListener {
   mosquitto* client_ = nullptr;
   std::string filter_;
   mutable std::mutex mutex_;
+  bool subscribed_ = false;
   std::vector<Heard> heard_;
 };
 
