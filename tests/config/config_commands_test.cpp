@@ -10,16 +10,12 @@ namespace {
 class ConfigCommandTest : public ConfigFixture {
  protected:
   ConfigCommandTest() {
-    tm_info_reset_state();
     tmi_get_data_ini(kTmKst, 0, false, "", 0, false);
     tm_file_use_session([](int32_t) { return rs232_send_ok("@@", 1000); });
     env.set("APPDATA", dir.path());
     port.clear_transcript();
   }
-  ~ConfigCommandTest() override {
-    tm_file_set_load_hooks({});
-    tm_info_reset_state();
-  }
+  ~ConfigCommandTest() override { tm_file_set_load_hooks({}); }
   EnvGuard env;
 };
 

@@ -54,13 +54,11 @@ class SimKstTest : public SimLineTest {
     config.address = address;
     config.channels = channels;
     sim_init(sim, config);
-    tm_info_reset_state();
     rs232_attach(port, std::string(1, address));
     EXPECT_EQ(rs232_open(port, "115200"), "");
     port.clear_transcript();
     seams.log.lines.clear();
   }
-  ~SimKstTest() override { tm_info_reset_state(); }
 
   // Reads the KST into the current session, as the program does when it opens the line.
   void read_session() {
@@ -206,7 +204,6 @@ TEST(CommitFamilies, OnlyTheFamiliesWithFlashAreSentTheCommit) {
     port.responder = [](const std::string& request) {
       return request == "@@\n" ? "OK\r" : "1.0\r";
     };
-    rs232_reset_state();
     rs232_attach(port, "");
     ASSERT_EQ(rs232_open(port, "115200"), "");
 
@@ -216,7 +213,6 @@ TEST(CommitFamilies, OnlyTheFamiliesWithFlashAreSentTheCommit) {
     if (c.commits) expected = {"@@\n", "VR\n"};
     EXPECT_EQ(port.written, expected) << tm_info_family_name(c.family);
     EXPECT_EQ(tm_info_has_flash(c.family), c.commits);
-    rs232_reset_state();
   }
 }
 

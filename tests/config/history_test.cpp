@@ -160,14 +160,11 @@ TEST(HistorySlotTest, TheNewestRecordComparesDatesWithoutTheFlag) {
 class HzymHistoryTest : public SeamsTest {
  protected:
   HzymHistoryTest() : port(seams.clock) {
-    rs232_reset_state();
-    debug_log_reset();
     slots.assign(10, std::string(76, '0'));
     port.responder = [this](const std::string& request) { return answer(request); };
     rs232_attach(port, "");
     EXPECT_EQ(rs232_open(port, "38400"), "");
   }
-  ~HzymHistoryTest() override { rs232_reset_state(); }
 
   std::string answer(std::string request) {
     request.pop_back();  // LF

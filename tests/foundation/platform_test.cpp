@@ -68,7 +68,6 @@ TEST(FileLogSink, AppendsLinesAndRollsOverWhenFull) {
 }
 
 TEST_F(SeamsTest, DebugLogStampsSecondsSinceThePreviousLine) {
-  debug_log_reset();
   debug_log("RS232 OPEN  COM1 9600,n,8,1");
   seams.clock.advance(1234.5);
   debug_log("first part ", true);
@@ -77,7 +76,6 @@ TEST_F(SeamsTest, DebugLogStampsSecondsSinceThePreviousLine) {
   EXPECT_EQ(seams.log.lines, (std::vector<std::string>{"2026-11-23 10:00:00 *****Debug  init",
                                                        "000.000 RS232 OPEN  COM1 9600,n,8,1",
                                                        "001.234 first part second part"}));
-  debug_log_reset();
 }
 
 }  // namespace

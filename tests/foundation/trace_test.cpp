@@ -6,10 +6,7 @@ namespace {
 
 class TraceTest : public test::SeamsTest {
  protected:
-  TraceTest() {
-    debug_log_reset();
-    kw_trace_reset();
-  }
+  TraceTest() { kw_trace_reset(); }
 };
 
 TEST_F(TraceTest, TraceStampsEachLineWithTheTimeSinceThePreviousOne) {

@@ -14,10 +14,7 @@ using test::TempDir;
 
 class VersionNoticeTest : public test::SeamsTest {
  protected:
-  VersionNoticeTest() {
-    env.set("OVN_NO_NEW_VERSION_CHECK", std::nullopt);
-    debug_log_reset();
-  }
+  VersionNoticeTest() { env.set("OVN_NO_NEW_VERSION_CHECK", std::nullopt); }
   void set_directories(const std::string& text) {
     seams.settings.put("OVN-Shared", "Directories", "Newer-Version-Directory", text);
   }

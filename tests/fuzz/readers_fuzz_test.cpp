@@ -172,7 +172,6 @@ TEST_F(ReadersFuzz, UnitExpressionsAndUnitFilesNeverCrash) {
 // answering every failure with Skip: each read ends, none ends the process.
 TEST_F(ReadersFuzz, TypedReadersEndOnAnyReplyWithTheOperatorsSkip) {
   FakePort port(seams.clock);
-  rs232_reset_state();
   rs232_attach(port, "A");
   ASSERT_EQ(rs232_open(port, "115200"), "");
   std::ostringstream boxes;
@@ -195,7 +194,6 @@ TEST_F(ReadersFuzz, TypedReadersEndOnAnyReplyWithTheOperatorsSkip) {
     (void)rs232_send_ok("TR*0");
   }
   set_operator(nullptr);
-  rs232_reset_state();
   EXPECT_TRUE(seams.fatal_texts.empty());
 }
 
@@ -203,7 +201,6 @@ TEST_F(ReadersFuzz, TypedReadersEndOnAnyReplyWithTheOperatorsSkip) {
 // them back: every file is sent or refused line by line, none ends the process.
 TEST_F(ReadersFuzz, ConfigurationFilesLoadOrAreRefusedLineByLine) {
   FakePort port(seams.clock);
-  rs232_reset_state();
   rs232_attach(port, "A");
   ASSERT_EQ(rs232_open(port, "115200"), "");
   port.responder = [](const std::string&) { return std::string("OK\r"); };
@@ -229,7 +226,6 @@ TEST_F(ReadersFuzz, ConfigurationFilesLoadOrAreRefusedLineByLine) {
     EXPECT_GE(tm_info_config_upload_text(text), 0) << text;
   }
   set_operator(nullptr);
-  rs232_reset_state();
   EXPECT_TRUE(seams.fatal_texts.empty());
 }
 

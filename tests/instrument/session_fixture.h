@@ -67,9 +67,6 @@ inline const Replies kS350PlusReplies = {{"UN1", "lbf"},   {"FS1", "400"},   {"C
 
 class SessionTest : public SimLineTest {
  protected:
-  SessionTest() { tm_info_reset_state(); }
-  ~SessionTest() override { tm_info_reset_state(); }
-
   // Builds the instrument of `family`, noiseless, answering `table` beyond its own
   // vocabulary, and opens the line at its baud with its address.
   void connect(SimFamily family, const std::map<std::string, std::string>& table = {}) {

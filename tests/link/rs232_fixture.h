@@ -17,12 +17,9 @@ namespace ovn::test {
 class Rs232Fixture : public SeamsTest {
  protected:
   Rs232Fixture() : port(seams.clock) {
-    rs232_reset_state();
-    debug_log_reset();
     op.window_title = "KST Monitor";
     rs232_attach(port, "");
   }
-  ~Rs232Fixture() override { rs232_reset_state(); }
 
   // Attaches with ID "A" and opens at 115200 (a reply floor of 103 ms), with a clean log.
   void open_line() {

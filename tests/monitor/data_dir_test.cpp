@@ -43,15 +43,7 @@ std::string first_lines() {
 // and a scripted operator; everything is put back afterwards.
 class DataDirTest : public SeamsTest {
  protected:
-  DataDirTest() {
-    put(kDtdrKeyDir, dir.string());
-    dtdr_forget();
-    set_frm_data_dir_runner(nullptr);
-  }
-  ~DataDirTest() override {
-    dtdr_forget();
-    set_frm_data_dir_runner(nullptr);
-  }
+  DataDirTest() { put(kDtdrKeyDir, dir.string()); }
   void put(const char* key, const std::string& value) {
     seams.settings.put(kApp, kDtdrSection, key, value);
   }

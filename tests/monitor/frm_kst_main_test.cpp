@@ -36,16 +36,9 @@ using test::CanvasCall;
 class FrmKstMainTest : public test::SeamsTest {
  protected:
   void SetUp() override {
-    rs232_reset_state();
-    dtdr_forget();
     config.noise_uvpv = 0;
     seams.settings.put("KST", kDtdrSection, kDtdrKeyDir, dir.path());
     seams.settings.put("KST", kDtdrSection, kDtdrKeyRate, "0");
-  }
-  void TearDown() override {
-    set_event_pump(nullptr);
-    rs232_reset_state();
-    dtdr_forget();
   }
   // The instrument answers on the port from here; what happened before is forgotten.
   void connect() {

@@ -28,32 +28,16 @@ namespace {
 class HeadlessRunTest : public SeamsTest {
  protected:
   HeadlessRunTest() : port(sim) {
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
-    debug_log_reset();
-    dtdr_forget();
     SimConfig config;
     config.noise_uvpv = 0;
     sim_init(sim, config);
     set_command_line("-nocommportscan");
     args.headless = true;
   }
-  ~HeadlessRunTest() override {
-    set_command_line("");
-    dtdr_forget();
-    selcom_reset_state();
-    rs232_reset_state();
-    tm_info_reset_state();
-  }
 
   // Runs `runs` with `answers` as the answers file.
   int run(std::vector<std::string> runs, const std::string& answers) {
-    // Each run is a program of its own.
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
-    dtdr_forget();
+    reset_modules();  // each run is a program of its own
     args.runs = std::move(runs);
     args.answers = dir.write("answers.txt", answers);
     return headless_run(port, args, out, err, &simulation);

@@ -69,20 +69,10 @@ class SilencingPort final : public PortService {
 class HeadlessTest : public SeamsTest {
  protected:
   HeadlessTest() : port(sim), line(port) {
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
-    debug_log_reset();
     SimConfig config;
     config.noise_uvpv = 0;
     sim_init(sim, config);
     set_command_line("-nocommportscan");  // every port number counts as present
-  }
-  ~HeadlessTest() override {
-    set_command_line("");
-    selcom_reset_state();
-    rs232_reset_state();
-    tm_info_reset_state();
   }
 
   int run(FailurePolicy policy) {
@@ -163,9 +153,7 @@ TEST_F(HeadlessTest, AFailedExchangeInTheSessionReadIsAnsweredByThePolicy) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(failure_policy_name(row.policy));
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
+    reset_modules();
     out.str("");
     err.str("");
     line.silence("UIB", row.silent_attempts);
@@ -198,11 +186,9 @@ TEST_F(HeadlessTest, AFailedExchangeInTheSessionReadIsAnsweredByThePolicy) {
 class HeadlessMonitorTest : public HeadlessTest {
  protected:
   HeadlessMonitorTest() {
-    dtdr_forget();
     sim.table["DE*"] = "1234.5,1500,35.25";
     args.headless = true;
   }
-  ~HeadlessMonitorTest() override { dtdr_forget(); }
 
   int run() { return headless_run(line, args, out, err); }
   std::vector<std::string> out_lines() const { return lines_of(out.str()); }

@@ -21,11 +21,9 @@ class FrmDataDirDialogTest : public test::SeamsTest {
   FrmDataDirDialogTest() {
     test::qt_application();
     kw_setting_put("KST", kDtdrSection, kDtdrKeyDir, temp.path());
-    dtdr_forget();
     dtdr_init("KST");
     frm_data_dir_load(form);
   }
-  ~FrmDataDirDialogTest() override { dtdr_forget(); }
 
   test::TempDir temp;
   test::ScriptedOperator op;

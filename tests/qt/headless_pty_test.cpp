@@ -92,17 +92,7 @@ class HeadlessPtyTest : public test::SeamsTest {
     test::qt_application();
     event_wait_ = std::make_unique<qt::QtEventWait>();  // as the program waits
     set_clock(nullptr);                                 // a real line: real time
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
-    debug_log_reset();
-    set_command_line("-nocommportscan");  // the one device is every port number
-  }
-  ~HeadlessPtyTest() override {
-    set_command_line("");
-    selcom_reset_state();
-    rs232_reset_state();
-    tm_info_reset_state();
+    set_command_line("-nocommportscan");                // the one device is every port number
   }
   std::unique_ptr<qt::QtEventWait> event_wait_;
 };
@@ -170,9 +160,7 @@ TEST_F(HeadlessPtyTest, ARunOverTheLineChangesTheInstrumentAndTheNextRunFindsItC
                                   {"RS485 Termination On", "RS485 Termination On=off\nApply\n"}};
   for (const auto& [found, answers] : turns) {
     SCOPED_TRACE(found);
-    rs232_reset_state();
-    selcom_reset_state();
-    tm_info_reset_state();
+    test::reset_modules();
     args.answers = dir.write("answers.txt", answers);
     qt::QtSerialPort port(sim.path());
     std::ostringstream out, err;

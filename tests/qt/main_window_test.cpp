@@ -38,17 +38,11 @@ class MainWindowTest : public test::SeamsTest {
  protected:
   MainWindowTest() {
     test::qt_application();
-    rs232_reset_state();
-    dtdr_forget();
     seams.settings.put("KST", kDtdrSection, kDtdrKeyDir, dir.path());
     window = std::make_unique<MainWindow>();
     window->start();  // the load event; the session would start 100 ms later
   }
-  ~MainWindowTest() override {
-    window.reset();
-    rs232_reset_state();
-    dtdr_forget();
-  }
+  ~MainWindowTest() override { window.reset(); }
   template <class W>
   W* child(const char* name) {
     return window->findChild<W*>(name);

@@ -33,8 +33,6 @@ class QtSerialPortTest : public test::SeamsTest {
     test::qt_application();
     event_wait_ = std::make_unique<qt::QtEventWait>();  // the program's wait, on Qt's loop
     set_clock(nullptr);                                 // a real line: real time, bounded waits
-    rs232_reset_state();
-    debug_log_reset();
     char name[256] = {};
     EXPECT_EQ(openpty(&master_, &slave_, name, nullptr, nullptr), 0);
     termios raw{};
@@ -45,7 +43,6 @@ class QtSerialPortTest : public test::SeamsTest {
     device_ = name;
   }
   ~QtSerialPortTest() override {
-    rs232_reset_state();
     if (master_ >= 0) ::close(master_);
     if (slave_ >= 0) ::close(slave_);
   }

@@ -23,15 +23,8 @@ namespace {
 class SelcomDialogTest : public SeamsTest {
  protected:
   SelcomDialogTest() {
-    rs232_reset_state();
-    selcom_reset_state();
     sim_init(sim, SimConfig{});
     set_command_line("-nocommportscan");
-  }
-  ~SelcomDialogTest() override {
-    set_command_line("");
-    selcom_reset_state();
-    rs232_reset_state();
   }
   SimInstrument sim;
   SimPort port{sim};

@@ -5,6 +5,13 @@
 #include <filesystem>
 #include <string>
 
+#include "foundation/debug_log.h"
+#include "instrument/tm_info.h"
+#include "link/rs232.h"
+#include "link/selcom.h"
+#include "monitor/data_dir.h"
+#include "monitor/frm_data_dir.h"
+
 namespace ovn::test {
 
 namespace {
@@ -27,7 +34,17 @@ void use_scratch_documents_folder() {
   ::setenv("XDG_DOCUMENTS_DIR", folder.c_str(), 1);
   ::unsetenv("OVN_DATA_DIR");
 }
+
 }  // namespace
+
+void reset_modules() {
+  dtdr_forget();
+  rs232_reset_state();
+  selcom_reset_state();
+  tm_info_reset_state();
+  debug_log_reset();
+  set_frm_data_dir_runner(nullptr);
+}
 
 std::string scratch_documents_folder() {
   use_scratch_documents_folder();
@@ -43,9 +60,11 @@ TestSeams::TestSeams() {
   set_exit_handler([](int code) { throw ProcessExited{code}; });
   set_fatal_reporter([this](const std::string& text) { fatal_texts.push_back(text); });
   set_command_line("");
+  reset_modules();
 }
 
 TestSeams::~TestSeams() {
+  reset_modules();
   set_clock(nullptr);
   set_settings_store(nullptr);
   set_log_sink(nullptr);

@@ -1,7 +1,8 @@
 #pragma once
 // Test doubles for the platform seams. A test that touches the clock, settings, log or
 // the end of the process holds a TestSeams for its whole life (or derives from
-// SeamsTest); the destructor puts the defaults back.
+// SeamsTest); the destructor puts the defaults back. The program's modules (the link, port
+// selection, session, data saving and debug log) start and end fresh with it.
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,10 @@ class TestSeams {
 // The folder that stands for the user's documents folder in this test process (set as
 // XDG_DOCUMENTS_DIR by every TestSeams, so no test writes into the real one).
 std::string scratch_documents_folder();
+
+// Puts every module back as a fresh program has it (what a new run of the program starts
+// with).
+void reset_modules();
 
 class SeamsTest : public ::testing::Test {
  protected:

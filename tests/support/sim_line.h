@@ -65,16 +65,7 @@ class PortRack final : public PortService {
 
 class SimLineTest : public SeamsTest {
  protected:
-  SimLineTest() {
-    rs232_reset_state();
-    selcom_reset_state();
-    debug_log_reset();
-  }
-  ~SimLineTest() override {
-    selcom_reset_state();
-    rs232_reset_state();
-    set_command_line("");
-  }
+  SimLineTest() {}
 
   // An instrument of `family` at `address`; the S350 families listen at `baud`.
   void build(SimFamily family, char address = 'A', long baud = 115200) {
