@@ -23,6 +23,7 @@
 #include "monitor/data_dir.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"
+#include "support/forwarding_port.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"
 
@@ -31,22 +32,13 @@ namespace {
 
 // The simulated port with one message going unanswered a number of times: the silent
 // instrument of a failed exchange, at a chosen place in the session read.
-class SilencingPort final : public PortService {
+class SilencingPort final : public ForwardingPort {
  public:
-  explicit SilencingPort(SimPort& port) : port_(port) {}
+  explicit SilencingPort(SimPort& port) : ForwardingPort(port), port_(port) {}
   void silence(const std::string& message, int times) {
     message_ = "A" + message + "\n";
     times_ = times;
   }
-  int port_number() const override { return port_.port_number(); }
-  void set_port_number(int n) override { port_.set_port_number(n); }
-  std::string device_name() const override { return port_.device_name(); }
-  std::string settings() const override { return port_.settings(); }
-  void set_settings(const std::string& s) override { port_.set_settings(s); }
-  bool is_open() const override { return port_.is_open(); }
-  bool open(std::string& error) override { return port_.open(error); }
-  void close() override { port_.close(); }
-  std::string input() override { return port_.input(); }
   void output(const std::string& text) override {
     if (text == message_ && times_ > 0) {
       --times_;
@@ -54,11 +46,6 @@ class SilencingPort final : public PortService {
     }
     port_.output(text);
   }
-  bool get_state_baud(long& baud, int& e) override { return port_.get_state_baud(baud, e); }
-  bool set_state_baud(long baud, int& e) override { return port_.set_state_baud(baud, e); }
-  void set_dtr(bool on) override { port_.set_dtr(on); }
-  void set_rts(bool on) override { port_.set_rts(on); }
-  bool wait_input_until(double deadline_ms) override { return port_.wait_input_until(deadline_ms); }
 
  private:
   SimPort& port_;

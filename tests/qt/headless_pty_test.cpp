@@ -3,14 +3,9 @@
 // the whole family search at the emulated line speed. Real time, bounded waits.
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <regex>
@@ -26,6 +21,7 @@
 #include "monitor/headless.h"
 #include "qt/qt_event_wait.h"
 #include "qt/qt_serial_port.h"
+#include "support/child_process.h"
 #include "support/mqtt_broker.h"
 #include "support/qt_application.h"
 #include "support/seams.h"
@@ -36,53 +32,20 @@ namespace {
 
 #ifdef OVN_SIM_EXE
 
-// ovn-sim running as a child process; stopped (and reaped) when this goes.
+// ovn-sim running as a child process; its first line names the device it serves.
 class OvnSim {
  public:
-  explicit OvnSim(const char* family, const std::vector<std::string>& extra = {}) {
-    std::vector<std::string> words = {"ovn-sim", "--family", family, "--noise", "0"};
-    words.insert(words.end(), extra.begin(), extra.end());
-    std::vector<char*> argv;
-    for (std::string& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
-    int out[2];
-    if (::pipe(out) != 0) return;
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      ::dup2(out[1], 1);
-      ::close(out[0]);
-      ::close(out[1]);
-      ::execv(OVN_SIM_EXE, argv.data());
-      ::_exit(127);
-    }
-    ::close(out[1]);
-    out_ = out[0];
-    // Its first line names the device; it comes at once or not at all.
-    char c;
-    pollfd p{out_, POLLIN, 0};
-    while (::poll(&p, 1, 5000) > 0 && ::read(out_, &c, 1) == 1 && c != '\n') path_ += c;
-  }
-  ~OvnSim() {
-    if (pid_ > 0) {
-      ::kill(pid_, SIGTERM);
-      int status = 0;
-      bool gone = false;
-      for (int i = 0; i < 300 && !gone; ++i) {
-        gone = ::waitpid(pid_, &status, WNOHANG) == pid_;
-        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-      }
-      if (!gone) {
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, &status, 0);
-      }
-    }
-    if (out_ >= 0) ::close(out_);
-  }
+  explicit OvnSim(const char* family, std::vector<std::string> extra = {})
+      : process_(OVN_SIM_EXE, "ovn-sim", with_family(family, std::move(extra))),
+        path_(process_.read_line(0)) {}
   const std::string& path() const { return path_; }
 
  private:
-  pid_t pid_ = -1;
-  int out_ = -1;
+  static std::vector<std::string> with_family(const char* family, std::vector<std::string> words) {
+    words.insert(words.begin(), {"--family", family, "--noise", "0"});
+    return words;
+  }
+  test::ChildProcess process_;
   std::string path_;
 };
 
@@ -183,51 +146,13 @@ struct ProgramRun {
 
 // Runs ovn-kst with `args`, settings and log in `home`, for at most `seconds`.
 ProgramRun run_ovn_kst(const std::vector<std::string>& args, const std::string& home, int seconds) {
-  ProgramRun run;
-  int out[2], err[2];
-  if (::pipe(out) != 0 || ::pipe(err) != 0) return run;
-  pid_t pid = ::fork();
-  if (pid == 0) {
-    ::dup2(out[1], 1);
-    ::dup2(err[1], 2);
-    for (int fd : {out[0], out[1], err[0], err[1]}) ::close(fd);
-    ::setenv("HOME", home.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
-    ::setenv("OVN_CONFIG_DIR", (home + "/config").c_str(), 1);
-    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    std::vector<char*> argv{const_cast<char*>("ovn-kst")};
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    ::execv(OVN_KST_EXE, argv.data());
-    ::_exit(127);
-  }
-  ::close(out[1]);
-  ::close(err[1]);
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  pollfd p[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-  std::string* into[2] = {&run.out, &run.err};
-  int open_pipes = 2;
-  while (open_pipes > 0 && std::chrono::steady_clock::now() < deadline) {
-    if (::poll(p, 2, 100) <= 0) continue;
-    for (int i = 0; i < 2; ++i) {
-      if (p[i].fd < 0 || !(p[i].revents & (POLLIN | POLLHUP))) continue;
-      char buf[512];
-      ssize_t n = ::read(p[i].fd, buf, sizeof buf);
-      if (n > 0) {
-        into[i]->append(buf, size_t(n));
-      } else {
-        p[i].fd = -1;
-        --open_pipes;
-      }
-    }
-  }
-  int status = 0;
-  if (open_pipes > 0) ::kill(pid, SIGKILL);
-  ::waitpid(pid, &status, 0);
-  if (open_pipes == 0 && WIFEXITED(status)) run.code = WEXITSTATUS(status);
-  ::close(out[0]);
-  ::close(err[0]);
-  return run;
+  test::ChildProcess p(OVN_KST_EXE, "ovn-kst", args,
+                       {{"HOME", home},
+                        {"XDG_DATA_HOME", home + "/data"},
+                        {"OVN_CONFIG_DIR", home + "/config"},
+                        {"QT_QPA_PLATFORM", "offscreen"}});
+  const int code = p.wait_end(seconds);
+  return {code, p.out, p.err};
 }
 
 TEST(OvnKstHeadless, TheProgramRunsTheBuiltInSimulatorWithoutWindowsAndEndsWithZero) {

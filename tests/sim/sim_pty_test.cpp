@@ -20,6 +20,7 @@
 
 #include "sim/sim_instrument.h"
 #include "sim/sim_pty.h"
+#include "support/child_process.h"
 
 namespace ovn {
 namespace {
@@ -176,28 +177,10 @@ TEST(SimTranscript, ControlBytesAreWrittenSoALineStaysOneLine) {
 
 #ifdef OVN_SIM_EXE
 TEST(OvnSim, PrintsItsDeviceServesItTellsItsOutputsAndEndsCleanlyOnSigterm) {
-  int out[2], err[2];
-  ASSERT_EQ(::pipe(out), 0);
-  ASSERT_EQ(::pipe(err), 0);
-  pid_t pid = ::fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    ::dup2(out[1], 1);
-    ::dup2(err[1], 2);
-    ::close(out[0]);
-    ::close(out[1]);
-    ::close(err[0]);
-    ::close(err[1]);
-    ::execl(OVN_SIM_EXE, "ovn-sim", "--baud", "0", "--address", "B", "--load", "1000", "--zero",
-            "0", "--channels", "2", static_cast<char*>(nullptr));
-    ::_exit(127);
-  }
-  ::close(out[1]);
-  ::close(err[1]);
-  std::string path;
-  char c;
-  pollfd p{out[0], POLLIN, 0};
-  while (::poll(&p, 1, 5000) > 0 && ::read(out[0], &c, 1) == 1 && c != '\n') path += c;
+  test::ChildProcess sim(
+      OVN_SIM_EXE, "ovn-sim",
+      {"--baud", "0", "--address", "B", "--load", "1000", "--zero", "0", "--channels", "2"});
+  std::string path = sim.read_line(0);
   ASSERT_EQ(path.rfind("/dev/", 0), 0u) << path;
   int fd = open_device(path);
   ASSERT_GE(fd, 0);
@@ -206,23 +189,12 @@ TEST(OvnSim, PrintsItsDeviceServesItTellsItsOutputsAndEndsCleanlyOnSigterm) {
   std::string de = exchange(fd, "BDE*\n");
   EXPECT_NEAR(std::strtod(de.c_str(), nullptr), 1000, 1) << de;
   EXPECT_EQ(exchange(fd, "B@OA32768\n"), "OK\r");  // pin G forced to the converter's 0 V
-  ::kill(pid, SIGUSR1);
-  std::string outputs;
-  pollfd e{err[0], POLLIN, 0};
-  while (::poll(&e, 1, 5000) > 0 && ::read(err[0], &c, 1) == 1 && c != '\n') outputs += c;
+  sim.signal(SIGUSR1);
+  std::string outputs = sim.read_line(1);
   EXPECT_EQ(outputs.rfind("ovn-sim: outputs G=0.0000 A=", 0), 0u) << outputs;
   ::close(fd);
-  ::kill(pid, SIGTERM);
-  int status = 0;
-  for (int i = 0; i < 300 && ::waitpid(pid, &status, WNOHANG) == 0; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  int status = sim.stop();
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-  if (::waitpid(pid, &status, WNOHANG) == 0) {  // still running: do not leave it behind
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, &status, 0);
-  }
-  ::close(out[0]);
-  ::close(err[0]);
 }
 #endif
 

@@ -16,10 +16,13 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "support/child_process.h"
 
 namespace ovn::test {
 
@@ -102,35 +105,28 @@ class MqttBroker {
       config << "cafile " << certificates_ << "/ca.crt\ncertfile " << certificates_
              << "/server.crt\nkeyfile " << certificates_ << "/server.key\n";
     config.close();
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      // Quiet, unless OVN_TEST_BROKER_VERBOSE asks for its log.
-      const bool verbose = std::getenv("OVN_TEST_BROKER_VERBOSE") != nullptr;
-      if (!verbose) {
-        const int null = ::open("/dev/null", O_WRONLY);
-        ::dup2(null, 1);
-        ::dup2(null, 2);
-      }
-      ::execl(exe, exe, "-c", config_.c_str(), verbose ? "-v" : nullptr,
-              static_cast<char*>(nullptr));
-      ::_exit(127);
-    }
+    // Quiet, unless OVN_TEST_BROKER_VERBOSE asks for its log.
+    const bool verbose = std::getenv("OVN_TEST_BROKER_VERBOSE") != nullptr;
+    std::vector<std::string> args = {"-c", config_};
+    if (verbose) args.emplace_back("-v");
+    process_ = std::make_unique<ChildProcess>(
+        exe, exe, args, std::vector<std::pair<std::string, std::string>>{},
+        verbose ? ChildProcess::Output::Inherit : ChildProcess::Output::Discard);
     return eventually([this] { return port_accepts(port_); });
   }
   void stop() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-    pid_ = 0;
+    if (!process_) return;
+    process_->stop(SIGKILL);
+    process_.reset();
     ::unlink(config_.c_str());
   }
   int port() const { return port_; }
-  bool running() const { return pid_ > 0; }
+  bool running() const { return process_ != nullptr; }
 
  private:
   int port_;
   std::string certificates_;
-  pid_t pid_ = 0;
+  std::unique_ptr<ChildProcess> process_;
   std::string config_;
 };
 

@@ -12,6 +12,7 @@
 #include "link/rs232.h"
 #include "link/selcom.h"
 #include "sim/sim_port.h"
+#include "support/forwarding_port.h"
 #include "support/scripted_operator.h"
 #include "support/seams.h"
 
@@ -19,19 +20,19 @@ namespace ovn::test {
 
 // Port numbers 1 to 32 of which only `present` exist; the instrument hangs on port
 // `instrument_at`, the others have nothing connected.
-class PortRack final : public PortService {
+class PortRack final : public ForwardingPort {
  public:
   PortRack(SimPort& line, std::set<int> present, int instrument_at)
-      : line_(line), present_(std::move(present)), instrument_at_(instrument_at) {}
+      : ForwardingPort(line),
+        line_(line),
+        present_(std::move(present)),
+        instrument_at_(instrument_at) {}
 
   int opens = 0;  // successful opens of any port
 
   int port_number() const override { return number_; }
   void set_port_number(int n) override { number_ = n; }
   std::string device_name() const override { return "/dev/ttyS" + std::to_string(number_ - 1); }
-  std::string settings() const override { return line_.settings(); }
-  void set_settings(const std::string& settings) override { line_.set_settings(settings); }
-  bool is_open() const override { return line_.is_open(); }
   bool open(std::string& error) override {
     if (present_.count(number_) == 0) {
       error = "no such device: " + device_name();
@@ -41,20 +42,9 @@ class PortRack final : public PortService {
     opens += ok;
     return ok;
   }
-  void close() override { line_.close(); }
-  std::string input() override { return line_.input(); }
   void output(const std::string& text) override {
     if (number_ == instrument_at_) line_.output(text);
   }
-  bool get_state_baud(long& baud, int& os_error) override {
-    return line_.get_state_baud(baud, os_error);
-  }
-  bool set_state_baud(long baud, int& os_error) override {
-    return line_.set_state_baud(baud, os_error);
-  }
-  void set_dtr(bool on) override { line_.set_dtr(on); }
-  void set_rts(bool on) override { line_.set_rts(on); }
-  bool wait_input_until(double deadline_ms) override { return line_.wait_input_until(deadline_ms); }
 
  private:
   SimPort& line_;
