@@ -10,11 +10,6 @@ class NoiseCommandTest : public NoiseTest {
   std::string summary(const std::string& name = "ovn-noise-summary.txt") {
     return read_file(noise_folder() + "/" + name);
   }
-  std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> out = kw_split(text, "\r\n");
-    if (!out.empty() && out.back().empty()) out.pop_back();
-    return out;
-  }
   std::vector<std::string> words(const std::string& line) {
     std::vector<std::string> out;
     for (const std::string& w : kw_split(line, " "))
@@ -38,7 +33,7 @@ TEST_F(NoiseCommandTest, ANoiseTestOnAdCountsWritesItsSummaryRowAndShowsItsVerdi
   const Shown& verdict = op.shown[1];
   EXPECT_EQ(verdict.flags, 0) << "no warning";
   EXPECT_EQ(verdict.buttons, (std::vector<std::string>{"OK", "Save data to " + noise_uvpv_file()}));
-  const std::vector<std::string> text = lines(verdict.text);
+  const std::vector<std::string> text = lines_of(verdict.text);
   ASSERT_GE(text.size(), 8u);
   EXPECT_EQ(text[0], "Torquemeter:KST   Full Scale=2001.000 lbf-in");
   EXPECT_EQ(text[1], "Noise Test:A/D 3 second");
@@ -51,7 +46,7 @@ TEST_F(NoiseCommandTest, ANoiseTestOnAdCountsWritesItsSummaryRowAndShowsItsVerdi
       << "the simulated KST stands at filter 9";
 
   // The summary file: its heading, then one row with the totals.
-  const std::vector<std::string> rows = lines(summary());
+  const std::vector<std::string> rows = lines_of(summary());
   ASSERT_EQ(rows.size(), 2u);
   EXPECT_EQ(rows[0],
             "#Time    Date       MD           Shaft          RawStd     RawSpr    uV/VStd    "
@@ -99,12 +94,12 @@ TEST_F(NoiseCommandTest, RepeatedTestsFollowTheSettingsAndSaveTheirRowsOnRequest
   op.expect_gib("Noise Test:A/D 1 second x 2", "Save data to " + noise_uvpv_file());
   noise_command(502);
 
-  const std::vector<std::string> text = lines(op.last().text);
+  const std::vector<std::string> text = lines_of(op.last().text);
   EXPECT_EQ(words(text.at(5)).at(3), "4000");
   EXPECT_EQ(words(text.at(6)).at(3), "4000");
   EXPECT_EQ(words(text.at(7)).at(2), "8000") << text[7];
   EXPECT_EQ(op.last().text.find("Ignored"), std::string::npos) << "no tare, no filter";
-  const std::vector<std::string> csv = lines(read_file(noise_uvpv_file()));
+  const std::vector<std::string> csv = lines_of(read_file(noise_uvpv_file()));
   ASSERT_EQ(csv.size(), 3u);
   EXPECT_EQ(csv[0], noise_csv_heading());
   for (int i : {1, 2}) {
@@ -125,7 +120,7 @@ TEST_F(NoiseCommandTest, ASampleCountSettingTakesThatManySamplesARepetition) {
   op.expect_gib("Noise Test:A/D 600 samples", "OK");
   noise_command(501);
   EXPECT_EQ(op.shown[0].gib.ticks, 7) << "tenths: 600 samples at 4000/s, 0.15 s x 1.1 + 0.5";
-  EXPECT_EQ(words(lines(op.last().text).at(5)).at(3), "600");
+  EXPECT_EQ(words(lines_of(op.last().text).at(5)).at(3), "600");
 
   for (const char* text : {",10", "none,10", "0,10", ""}) {
     noise_settings(text);
@@ -138,11 +133,11 @@ TEST_F(NoiseCommandTest, TheFilteredTestJudgesOnlyTheUpperLimitAndKeepsItsOwnSum
   op.expect_gib(kWait, 0);
   op.expect_gib("Filter=", "OK");
   noise_command(504);
-  const std::vector<std::string> text = lines(op.last().text);
+  const std::vector<std::string> text = lines_of(op.last().text);
   EXPECT_EQ(text.at(1), "Noise Test:Filtered lbf-in 3 second   Filter=1.1 Hz");
   EXPECT_EQ(op.last().text.find("WARNING"), std::string::npos)
       << "filtered noise far below the lower limit is no fault";
-  const std::vector<std::string> rows = lines(summary("ovn-noise-summary-lbfin.txt"));
+  const std::vector<std::string> rows = lines_of(summary("ovn-noise-summary-lbfin.txt"));
   ASSERT_EQ(rows.size(), 2u);
   EXPECT_EQ(words(rows[0]), (std::vector<std::string>{"#Time", "Date", "MD", "Shaft", "LbfInStd",
                                                       "LbfInSpr", "uV/VStd", "uV/VSpr", "SprRatio",
@@ -164,7 +159,7 @@ TEST_F(NoiseCommandTest, TheLbfInTestTakesBothFormsAndAddsARowToItsCsv) {
   std::vector<std::string> s = sent();
   EXPECT_NE(std::find(s.begin(), s.end(), "ANT12000"), s.end());
   EXPECT_NE(std::find(s.begin(), s.end(), "ANT-12000"), s.end());
-  const std::vector<std::string> csv = lines(read_file(noise_folder() + "/ovn-noise-lbfin.csv"));
+  const std::vector<std::string> csv = lines_of(read_file(noise_folder() + "/ovn-noise-lbfin.csv"));
   ASSERT_EQ(csv.size(), 2u);
   EXPECT_EQ(csv[0], "DateTime,lbfin,Number,Mean,StdDev,Min,Max,Spread,Ratio,UID");
   const std::vector<std::string> f = kw_split(csv[1], ",");

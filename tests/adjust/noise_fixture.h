@@ -5,13 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "adjust/acquire.h"
 #include "instrument/session_fixture.h"
+#include "support/temp_dir.h"
 
 namespace ovn::test {
 
@@ -29,12 +28,7 @@ class NoiseTest : public SessionTest {
     seams.log.lines.clear();
   }
 
-  static std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
+  static std::string read_file(const std::string& path) { return TempDir::read(path).value_or(""); }
 };
 
 }  // namespace ovn::test

@@ -7,18 +7,15 @@
 
 #include "adjust/stats.h"
 #include "foundation/kw.h"
+#include "support/temp_dir.h"
 
 namespace ovn {
 namespace {
 
 // The lines of a block, without their CR LF (every line must have one).
-std::vector<std::string> lines_of(const std::string& block) {
-  std::vector<std::string> lines;
-  size_t start = 0;
-  for (size_t end; (end = block.find("\r\n", start)) != std::string::npos; start = end + 2)
-    lines.push_back(block.substr(start, end - start));
-  EXPECT_EQ(start, block.size()) << "a block ends with CR LF";
-  return lines;
+std::vector<std::string> block_lines(const std::string& block) {
+  EXPECT_TRUE(block.ends_with("\r\n")) << "a block ends with CR LF";
+  return test::lines_of(block);
 }
 
 // The numbers of a line after its label, read back the locale-free way.
@@ -52,7 +49,7 @@ SttsUnits four_scales() {
 
 TEST(StatsBlock, AReadingShowsItsMeanDeviationAndSpreadInEveryScale) {
   const STTS s = zero_reading();
-  const auto lines = lines_of(stts_block(s, four_scales(), {"Zero Reading finished."}));
+  const auto lines = block_lines(stts_block(s, four_scales(), {"Zero Reading finished."}));
   ASSERT_EQ(lines.size(), 5u);
   EXPECT_EQ(lines[0], "Zero Reading finished.");
   for (const char* label : {"RRC", "lbf-in", "uV/V", "%FS", "Ratios"})
@@ -86,7 +83,7 @@ TEST(StatsBlock, TheExtendedReportAddsBothUncertainties) {
   const STTS s = zero_reading();
   SttsUnits units = four_scales();
   units.extended = true;
-  const auto lines = lines_of(stts_block(s, units));
+  const auto lines = block_lines(stts_block(s, units));
   ASSERT_EQ(lines.size(), 6u);
   EXPECT_EQ(lines[2].substr(0, 11), " MUnc(k=2):");
   EXPECT_EQ(lines[4].substr(0, 11), " SUnc(k=2):");
@@ -113,7 +110,7 @@ TEST(StatsBlock, OneSampleHasNoRatiosAndOnlyTheColumnsAsked) {
   stts_update(one, 12.5);
   SttsUnits units;
   units.raw_unit = "lbf-in";
-  const auto lines = lines_of(stts_block(one, units));
+  const auto lines = block_lines(stts_block(one, units));
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[0], std::string(11, ' ') + std::string(8, ' ') + "lbf-in");
   EXPECT_EQ(numbers_of(lines[1]), std::vector<double>{12.5});

@@ -76,7 +76,7 @@ TEST_F(CheckConfigTest, TheFactoryKstFailsWithTheSentencesOfItsRulesAndOnlyReads
   const auto flash = sim.flash;
   tm_check_config_audit();
   expect_only_reads(working, flash);
-  EXPECT_EQ(lines(ck_failures()),
+  EXPECT_EQ(lines_of(ck_failures()),
             (std::vector<std::string>{
                 "Actual Full Scale (2001.0002) does NOT equal Model Full Scale (2000) ",
                 "Serial number (SIM0001) not an integer",
@@ -123,7 +123,7 @@ TEST_F(CheckConfigTest, AnAdjustedKstPassesAndTheChosenFaultsFailLineByLine) {
   sim_set_param(sim, "TCF", "600000000");
   sim.config.channels = 1;
   tm_check_config_audit();
-  EXPECT_EQ(lines(ck_failures()),
+  EXPECT_EQ(lines_of(ck_failures()),
             (std::vector<std::string>{
                 "UCB / Misc Flags (1) is NOT zero",
                 "UCB / Misc Flags (1) RS422 Termination Resistor Active", "Temperature Related:",

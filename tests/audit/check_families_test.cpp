@@ -106,10 +106,10 @@ TEST_F(CheckFamiliesTest, EachListPassesItsInstrumentAndNamesTheChosenFaults) {
     SCOPED_TRACE(c.name);
     open(c.family, c.table);
     tm_check_config_audit();
-    EXPECT_EQ(lines(ck_failures()), c.clean) << ck_failures();
+    EXPECT_EQ(lines_of(ck_failures()), c.clean) << ck_failures();
     for (const auto& [message, reply] : c.faults) sim.table[message] = reply;
     tm_check_config_audit();
-    EXPECT_EQ(lines(ck_failures()), c.failures) << ck_failures();
+    EXPECT_EQ(lines_of(ck_failures()), c.failures) << ck_failures();
   }
 }
 

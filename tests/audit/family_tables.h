@@ -6,24 +6,9 @@
 #include <vector>
 
 #include "instrument/session_fixture.h"
+#include "support/temp_dir.h"
 
 namespace ovn::test {
-
-// The lines of an audit text, without their line ends.
-inline std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> out;
-  std::string line;
-  for (char c : text) {
-    if (c == '\n') {
-      out.push_back(line);
-      line.clear();
-    } else if (c != '\r') {
-      line += c;
-    }
-  }
-  if (!line.empty()) out.push_back(line);
-  return out;
-}
 
 // An RDX of full scale 500 lbf-in, 2 mV/V, adjusted, firmware current everywhere.
 inline const Replies kRdxAudited = {{"VR", "i78m165r1005"},

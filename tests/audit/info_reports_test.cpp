@@ -27,7 +27,7 @@ TEST_F(InfoReportsTest, EachItemGivesItsSectionsOnTheKstAndChangesNothing) {
         "   Configuration file                       Simulated_Customer.52002V(2-3_lbf-in)-"})
     EXPECT_NE(identity.find(line), std::string::npos) << line << identity;
 
-  const std::vector<std::string> now = lines(tm_info_report(kReportRealTime));
+  const std::vector<std::string> now = lines_of(tm_info_report(kReportRealTime));
   ASSERT_EQ(now.size(), 7u);
   EXPECT_EQ(now[1].substr(0, 46), "   Torque                                   10") << now[1];
   EXPECT_EQ(now[5], "   Temperature                              75 F");
@@ -41,7 +41,7 @@ TEST_F(InfoReportsTest, EachItemGivesItsSectionsOnTheKstAndChangesNothing) {
             std::string::npos);
   EXPECT_LT(parameters.find("\r\nSpeed:"), parameters.find("\r\nPower:"));
 
-  EXPECT_EQ(lines(tm_info_report(kReportChannels)),
+  EXPECT_EQ(lines_of(tm_info_report(kReportChannels)),
             (std::vector<std::string>{
                 "Channel 1:", "   Unit                                     lbf-in  [UN1]",
                 "   Display scaling                          1  [DS1]",
@@ -64,7 +64,7 @@ TEST_F(InfoReportsTest, EachItemGivesItsSectionsOnTheKstAndChangesNothing) {
 
 TEST_F(InfoReportsTest, AFamilyWithoutChannelNumbersHasOneChannel) {
   open(SimFamily::Rdx, with(kRdxAudited, {{"FL", "4"}}));
-  EXPECT_EQ(lines(tm_info_report(kReportChannels)),
+  EXPECT_EQ(lines_of(tm_info_report(kReportChannels)),
             (std::vector<std::string>{
                 "Channel 1:", "   Unit                                     lbf-in  [UN]",
                 "   Display scaling                          1  [DS]",

@@ -48,11 +48,6 @@ class ConfigFixture : public SimLineTest {
     auto r = requests();
     return static_cast<int>(std::count(r.begin(), r.end(), message));
   }
-  static std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> out = kw_split(text, "\r\n");
-    if (!out.empty() && out.back().empty()) out.pop_back();
-    return out;
-  }
 
   TempDir dir;
 };

@@ -29,13 +29,6 @@ class Rs232Fixture : public SeamsTest {
     seams.log.lines.clear();
   }
 
-  // The log without the init line, each line without its "000.000 " time field.
-  std::vector<std::string> log_texts() const {
-    std::vector<std::string> out;
-    for (auto& line : seams.log.lines)
-      if (line.find("*****Debug  init") == std::string::npos) out.push_back(line.substr(8));
-    return out;
-  }
   int log_count(const std::string& prefix) const {
     int n = 0;
     for (auto& line : log_texts()) n += line.rfind(prefix, 0) == 0;

@@ -178,13 +178,7 @@ class HeadlessMonitorTest : public HeadlessTest {
   }
 
   int run() { return headless_run(line, args, out, err); }
-  std::vector<std::string> out_lines() const { return lines_of(out.str()); }
-  static std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string l; std::getline(in, l);) lines.push_back(l);
-    return lines;
-  }
+  std::vector<std::string> out_lines() const { return lines_of(out.str(), "\n"); }
   // The requests from the last live message on.
   std::vector<std::string> after_last_sample() const {
     std::vector<std::string> r = port.requests();
@@ -205,7 +199,7 @@ TEST_F(HeadlessMonitorTest, ARunOfNSamplesWritesOneFileOfNRowsAndEndsInOrder) {
   ASSERT_EQ(run(), kHeadlessOk) << err.str();
   std::string file = dir / "run/KST.0000.csv";
   std::string text = test::TempDir::read(file).value_or("");
-  std::vector<std::string> lines = lines_of(text);
+  std::vector<std::string> lines = lines_of(text, "\n");
   ASSERT_EQ(lines.size(), 4u + 20u) << text;
   for (const std::string& l : lines) EXPECT_EQ(l.back(), '\r') << "every line ends in CR LF";
   EXPECT_EQ(lines[0], std::string("# Data saved via ovn-kst ") + build::version + "\r");
@@ -297,7 +291,7 @@ TEST_F(HeadlessMonitorTest, ASignalEndsTheLoopInOrderAndTheHandlersAreRestored) 
   EXPECT_NE(std::find(tail.begin(), tail.end(), "@@"), tail.end()) << "the flash commit";
   // A row each 100 ms of the run: the stored rate of 1 s gave way to the command line's.
   std::string text = test::TempDir::read(dir / "KST.0000.csv").value_or("");
-  std::vector<std::string> lines = lines_of(text);
+  std::vector<std::string> lines = lines_of(text, "\n");
   ASSERT_GT(lines.size(), 4u);
   double seconds = std::stod(lines.back());
   EXPECT_EQ(static_cast<int>(lines.size()) - 4, static_cast<int>(seconds * 10 + 1e-9) + 1) << text;

@@ -63,6 +63,13 @@ TestSeams::TestSeams() {
   reset_modules();
 }
 
+std::vector<std::string> TestSeams::log_texts() const {
+  std::vector<std::string> out;
+  for (const std::string& line : log.lines)
+    if (line.find("*****Debug  init") == std::string::npos) out.push_back(line.substr(8));
+  return out;
+}
+
 TestSeams::~TestSeams() {
   reset_modules();
   set_clock(nullptr);

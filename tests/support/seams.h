@@ -30,6 +30,9 @@ class TestSeams {
   MemoryLogSink log;
   std::vector<std::string> fatal_texts;  // what fatal_error showed, in order
   int pumps = 0;                         // how often the event pump ran
+
+  // The log without its init line, each line without its "000.000 " time field.
+  std::vector<std::string> log_texts() const;
 };
 
 // The folder that stands for the user's documents folder in this test process (set as
@@ -42,6 +45,7 @@ void reset_modules();
 
 class SeamsTest : public ::testing::Test {
  protected:
+  std::vector<std::string> log_texts() const { return seams.log_texts(); }
   TestSeams seams;
 };
 

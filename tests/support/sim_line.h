@@ -81,13 +81,6 @@ class SimLineTest : public SeamsTest {
     return out;
   }
 
-  // The log without the init line, each line without its time field.
-  std::vector<std::string> log_texts() const {
-    std::vector<std::string> out;
-    for (const std::string& line : seams.log.lines)
-      if (line.find("*****Debug  init") == std::string::npos) out.push_back(line.substr(8));
-    return out;
-  }
   bool logged(const std::string& text) const {
     for (const std::string& line : log_texts())
       if (line == text) return true;

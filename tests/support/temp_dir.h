@@ -1,12 +1,23 @@
 #pragma once
-// Scratch folders and environment variables for tests that touch the file system.
+// Scratch folders, file texts and environment variables for tests that touch the file
+// system.
 
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "foundation/kw.h"
 
 namespace ovn::test {
+
+// The lines of a text, each without the `end` that closes it (the last may lack one).
+inline std::vector<std::string> lines_of(const std::string& text, const std::string& end = "\r\n") {
+  std::vector<std::string> out = kw_split(text, end);
+  if (!out.empty() && out.back().empty()) out.pop_back();
+  return out;
+}
 
 // A fresh, empty folder under the system's temporary folder, removed with everything in it
 // when the object goes.
