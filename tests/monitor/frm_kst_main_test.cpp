@@ -5,13 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include <filesystem>
-
-#include <fstream>
+#include <functional>
 #include <memory>
-#include <sstream>
+#include <set>
 
 #include "build_info.h"
 #include "foundation/debug_log.h"
@@ -280,10 +277,7 @@ TEST_F(FrmKstMainTest, AnEmptyReplyAfterSkipDrawsNothingAndStillOffersAnEmptyRow
   // A copy: the name is cleared when saving stops.
   std::string file = dtdr_file_name();  // NOLINT(performance-unnecessary-copy-initialization)
   dtdr_start_stop("", "");
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  std::string all = text.str();
+  std::string all = test::TempDir::read(file).value_or("");
   ASSERT_GE(dtdr_rows(), 2);
   // The last row is the time alone: nothing came from the instrument.
   std::string last = all.substr(all.rfind("\r\n", all.size() - 3) + 2);
@@ -369,12 +363,16 @@ TEST_F(FrmKstMainTest, OneCommandARoundTheLastClickWinsAndAResizeSurvives) {
 
   // A resize arriving while another command is served is served in the next round...
   bool fired = false;
-  set_event_pump([&] {
-    if (!fired && rs232_busy() && rs232_out().find("MX1*") != std::string::npos) {
-      fired = true;
-      kst_on_resize(f);
-    }
-  });
+  auto while_serving = [&](const std::function<void()>& act) {
+    fired = false;
+    set_event_pump([&, act] {
+      if (!fired && rs232_busy() && rs232_out().find("MX1*") != std::string::npos) {
+        fired = true;
+        act();
+      }
+    });
+  };
+  while_serving([&] { kst_on_resize(f); });
   kst_on_mouse_down(f, "lb_mxmn", 0, 1, 0);
   kst_round(f);
   EXPECT_TRUE(fired);
@@ -385,13 +383,7 @@ TEST_F(FrmKstMainTest, OneCommandARoundTheLastClickWinsAndAResizeSurvives) {
   EXPECT_EQ(f.command, 0);
 
   // ...while any other command placed then is cleared with the one being served.
-  fired = false;
-  set_event_pump([&] {
-    if (!fired && rs232_busy() && rs232_out().find("MX1*") != std::string::npos) {
-      fired = true;
-      kst_on_button(f, "btn_pause", 0, 1, 0);
-    }
-  });
+  while_serving([&] { kst_on_button(f, "btn_pause", 0, 1, 0); });
   f.command = 37;
   kst_round(f);
   EXPECT_TRUE(fired);

@@ -310,33 +310,16 @@ void on_each_sample(SimPort& port, const std::function<void(int)>& act) {
 }
 
 // The instrument goes silent for good after 50 samples, under --on-failure skip: the run
-// still ends by its limit, in time.
-class DeadInstrumentTest : public HeadlessMonitorTest {
- protected:
-  void run_until_dead(double duration_s, int64_t samples, const char* ended_by) {
-    args.on_failure = FailurePolicy::Skip;
-    args.duration_s = duration_s;
-    args.samples = samples;
-    double go = -1;
-    on_each_sample(port, [&](int n) {
-      if (n == 1) go = now_ms();
-      if (n == 50) port.drop_replies(1 << 30);
-    });
-    EXPECT_EQ(run(), kHeadlessSkipped) << err.str();
-    EXPECT_NE(err.str().find(ended_by), std::string::npos) << err.str();
-    EXPECT_GE(go, 0);
-    if (duration_s > 0) {
-      EXPECT_LT(now_ms() - go, (duration_s + 1) * 1000 + kHeadlessShutdownMs);
-    }
-  }
-};
-
-TEST_F(DeadInstrumentTest, UnderSkipTheRunStillEndsByItsDuration) {
-  run_until_dead(4, 0, "(--duration)");
-}
-
-TEST_F(DeadInstrumentTest, UnderSkipTheRunStillEndsByItsSampleCount) {
-  run_until_dead(0, 60, "(--samples)");
+// still ends by its sample count (each failed round counts), in time. (Its duration ending
+// it is tried over a real line.)
+TEST_F(HeadlessMonitorTest, UnderSkipADeadInstrumentsRunStillEndsByItsSampleCount) {
+  args.on_failure = FailurePolicy::Skip;
+  args.samples = 60;
+  on_each_sample(port, [&](int n) {
+    if (n == 50) port.drop_replies(1 << 30);
+  });
+  EXPECT_EQ(run(), kHeadlessSkipped) << err.str();
+  EXPECT_NE(err.str().find("(--samples)"), std::string::npos) << err.str();
 }
 
 TEST_F(HeadlessMonitorTest, RetryHasThreeRetriesForEachFailedExchangeNotForTheRun) {
@@ -355,17 +338,6 @@ TEST_F(HeadlessMonitorTest, RetryHasThreeRetriesForEachFailedExchangeNotForTheRu
   EXPECT_EQ(retries, 5u) << e;
   EXPECT_EQ(e.find("(2 of 3)"), std::string::npos) << e;
   EXPECT_NE(e.find("200 samples"), std::string::npos) << e;
-}
-
-// A stator slow to answer at first: the monitor looks for a KST alone, so it is not taken
-// for another family.
-TEST_F(HeadlessMonitorTest, AMonitorSearchesForAKstAloneSoASlowStartStillFindsIt) {
-  args.samples = 10;
-  args.on_failure = FailurePolicy::Retry;
-  line.silence("VR", 3);
-  run();
-  EXPECT_NE(out.str().find("family=KST\n"), std::string::npos) << out.str() << err.str();
-  EXPECT_NE(err.str().find("10 samples"), std::string::npos) << err.str();
 }
 
 TEST_F(HeadlessMonitorTest, SavingThatStopsMidRunEndsWithCode7AndSaysAfterWhichRow) {
