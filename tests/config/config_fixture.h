@@ -17,16 +17,11 @@ namespace ovn::test {
 
 class ConfigFixture : public SimLineTest {
  protected:
-  explicit ConfigFixture(SimFamily family = SimFamily::Kst) { connect(family); }
-
-  // The instrument of `family` on the line at its own baud, transcript cleared.
-  void connect(SimFamily family) {
+  // The instrument of `family` on the line at its own baud.
+  explicit ConfigFixture(SimFamily family = SimFamily::Kst) {
     SimConfig config;
     config.family = family;
-    sim_init(sim, config);
-    rs232_attach(port, sim_family_has_address(family) ? "A" : "");
-    ASSERT_EQ(rs232_open(port, std::to_string(sim_family_baud(family))), "");
-    port.clear_transcript();
+    connect(config);
   }
 
   // The KST as the session would describe it.

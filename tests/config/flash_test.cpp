@@ -53,11 +53,7 @@ class SimKstTest : public SimLineTest {
     SimConfig config;
     config.address = address;
     config.channels = channels;
-    sim_init(sim, config);
-    rs232_attach(port, std::string(1, address));
-    EXPECT_EQ(rs232_open(port, "115200"), "");
-    port.clear_transcript();
-    seams.log.lines.clear();
+    connect(config);
   }
 
   // Reads the KST into the current session, as the program does when it opens the line.

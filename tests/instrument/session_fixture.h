@@ -73,14 +73,9 @@ class SessionTest : public SimLineTest {
     SimConfig config;
     config.family = family;
     config.noise_uvpv = 0;
-    sim_init(sim, config);
+    SimLineTest::connect(config);
     sim.physics.zero_counts = 0;
     for (const auto& [message, reply] : table) sim.table[message] = reply;
-    rs232_attach(port, sim_family_has_address(family) ? "A" : "");
-    long baud = sim_family_baud(family);
-    ASSERT_EQ(rs232_open(port, std::to_string(baud ? baud : config.baud)), "");
-    port.clear_transcript();
-    seams.log.lines.clear();
   }
 
   // Connects and reads the session of `family` into session 0.

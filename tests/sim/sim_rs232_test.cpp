@@ -15,17 +15,11 @@ namespace {
 
 class SimExchange : public test::SimLineTest {
  protected:
-  void connect(const SimConfig& config, const std::string& id) {
-    sim_init(sim, config);
-    port.set_port_number(3);
-    rs232_attach(port, id);
-    ASSERT_EQ(rs232_open(port, "115200"), "");
-    port.clear_transcript();
-  }
+  SimExchange() { port.set_port_number(3); }
 };
 
 TEST_F(SimExchange, TypedReadersAndWritesWorkAgainstTheSimulatedKst) {
-  connect(SimConfig{}, "A");
+  connect(SimConfig{});
   EXPECT_EQ(get_si32("UCA"), 655360000);
   EXPECT_EQ(get_si16("TA"), 3);
   EXPECT_DOUBLE_EQ(get_f64("CF1B"), 81224.57635704515);
@@ -47,7 +41,7 @@ TEST_F(SimExchange, TypedReadersAndWritesWorkAgainstTheSimulatedKst) {
 TEST_F(SimExchange, FloatHexFromTheProcessorReadsBackThroughTheProgram) {
   SimConfig wqpm;
   wqpm.family = SimFamily::Wqpm;
-  connect(wqpm, "");
+  connect(wqpm);
   const float values[] = {1000.0f, -0.15625f, 3.4028235e38f, 1.17549435e-38f, 0.1f};
   for (float v : values) {
     char hex[16];
@@ -61,7 +55,7 @@ TEST_F(SimExchange, FloatHexFromTheProcessorReadsBackThroughTheProgram) {
 TEST_F(SimExchange, ACrLfInstrumentLeavesItsLfToAnswerTheNextRequest) {
   SimConfig crlf;
   crlf.line_end = "\r\n";
-  connect(crlf, "A");
+  connect(crlf);
   EXPECT_EQ(get_reply("TMA"), "32768");
   // The LF arrives one byte time later and is taken as the whole reply to the next
   // request, which is therefore never sent.
@@ -71,7 +65,7 @@ TEST_F(SimExchange, ACrLfInstrumentLeavesItsLfToAnswerTheNextRequest) {
 }
 
 TEST_F(SimExchange, DroppedAndCutRepliesAreRetriedAfterAPortReset) {
-  connect(SimConfig{}, "A");
+  connect(SimConfig{});
   port.drop_replies(1);
   EXPECT_EQ(get_reply("TMA"), "32768");
   port.cut_next_reply(2);
@@ -81,7 +75,7 @@ TEST_F(SimExchange, DroppedAndCutRepliesAreRetriedAfterAPortReset) {
 }
 
 TEST_F(SimExchange, ThreeSilentAttemptsAskTheOperatorAndRetryGetsTheLateAnswer) {
-  connect(SimConfig{}, "A");
+  connect(SimConfig{});
   port.drop_replies(3);
   op.expect_gib("Communications Failure on COM3", "Retry");
   double t0 = now_ms();
@@ -93,7 +87,7 @@ TEST_F(SimExchange, ThreeSilentAttemptsAskTheOperatorAndRetryGetsTheLateAnswer) 
 }
 
 TEST_F(SimExchange, AnUnpluggedInstrumentIsReportedNotOpen) {
-  connect(SimConfig{}, "A");
+  connect(SimConfig{});
   port.unplug();
   EXPECT_EQ(get_reply("TMA"), "!COM3 Not Open!");
 }

@@ -55,7 +55,16 @@ class PortRack final : public ForwardingPort {
 
 class SimLineTest : public SeamsTest {
  protected:
-  SimLineTest() {}
+  // Builds the instrument of `config` and opens the line to it at its address and its
+  // family's baud (the configured one where the family has none); transcript and log clean.
+  void connect(const SimConfig& config) {
+    sim_init(sim, config);
+    rs232_attach(port, sim_family_has_address(config.family) ? std::string(1, config.address) : "");
+    const long baud = sim_family_baud(config.family);
+    ASSERT_EQ(rs232_open(port, std::to_string(baud ? baud : config.baud)), "");
+    port.clear_transcript();
+    seams.log.lines.clear();
+  }
 
   // An instrument of `family` at `address`; the S350 families listen at `baud`.
   void build(SimFamily family, char address = 'A', long baud = 115200) {
