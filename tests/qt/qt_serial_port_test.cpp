@@ -33,6 +33,10 @@ class QtSerialPortTest : public test::SeamsTest {
     test::qt_application();
     event_wait_ = std::make_unique<qt::QtEventWait>();  // the program's wait, on Qt's loop
     set_clock(nullptr);                                 // a real line: real time, bounded waits
+    device_ = open_pty();
+  }
+  // A new pseudo-terminal, raw, its instrument's side not blocking; the program's device.
+  std::string open_pty() {
     char name[256] = {};
     EXPECT_EQ(openpty(&master_, &slave_, name, nullptr, nullptr), 0);
     termios raw{};
@@ -40,7 +44,7 @@ class QtSerialPortTest : public test::SeamsTest {
     cfmakeraw(&raw);
     tcsetattr(master_, TCSANOW, &raw);
     fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
-    device_ = name;
+    return name;
   }
   ~QtSerialPortTest() override {
     if (master_ >= 0) ::close(master_);
@@ -219,14 +223,7 @@ TEST_F(QtSerialPortTest, AnUnpluggedDeviceKeepsThePortSilentUntilItComesBack) {
   EXPECT_TRUE(port.open(error)) << error;
   EXPECT_TRUE(port.is_open());
 
-  char name[256] = {};
-  ASSERT_EQ(openpty(&master_, &slave_, name, nullptr, nullptr), 0);
-  termios raw{};
-  tcgetattr(master_, &raw);
-  cfmakeraw(&raw);
-  tcsetattr(master_, TCSANOW, &raw);
-  fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
-  ASSERT_EQ(::symlink(name, link.c_str()), 0);
+  ASSERT_EQ(::symlink(open_pty().c_str(), link.c_str()), 0);
   deadline = now_ms() + 2000;
   while (!logged(" is back") && now_ms() < deadline) port.wait_readable(20);
   EXPECT_TRUE(logged("RS232 " + link + " is back"));
