@@ -1,8 +1,5 @@
 #include "adjust/adjust_step.h"
 
-#include <cstdlib>
-#include <ctime>
-
 #include "adjust/adjust_calc.h"
 #include "adjust/noise_fixture.h"
 #include "config/config_commands.h"
@@ -15,22 +12,9 @@ namespace {
 
 class AdjustStepTest : public NoiseTest {
  protected:
-  AdjustStepTest() {
-    // The record's times carry the zone's offset: UTC here, so the text is known.
-    const char* tz = std::getenv("TZ");
-    saved_tz_ = tz ? tz : "";
-    had_tz_ = tz != nullptr;
-    setenv("TZ", "UTC", 1);
-    tzset();
-  }
-  ~AdjustStepTest() override {
-    std::filesystem::remove(adj_record_file());
-    if (had_tz_)
-      setenv("TZ", saved_tz_.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
+  // The record's times carry the zone's offset: UTC here, so the text is known.
+  AdjustStepTest() { env.set("TZ", "UTC"); }
+  ~AdjustStepTest() override { std::filesystem::remove(adj_record_file()); }
 
   // The simulated KST as it leaves the factory, zero at 2000 counts, with its noise.
   void open_factory_kst() {
@@ -60,9 +44,7 @@ class AdjustStepTest : public NoiseTest {
     return op.last();
   }
 
- private:
-  std::string saved_tz_;
-  bool had_tz_ = false;
+  EnvGuard env;
 };
 
 TEST_F(AdjustStepTest, AZeroThenAPositiveStepBringChannelOneToItsLoads) {

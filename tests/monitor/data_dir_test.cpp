@@ -493,7 +493,6 @@ namespace {
 TEST_F(DataDirTest, TheAnalysisFormIsATableWithoutRaggedRowsAndASidecar) {
   test::EnvGuard env;
   env.set("TZ", "CET-1");
-  ::tzset();
   put(kDtdrKeyRate, "0");
   put(kDtdrKeyAnalysis, "True");
   dtdr_init(kApp);
@@ -506,7 +505,6 @@ TEST_F(DataDirTest, TheAnalysisFormIsATableWithoutRaggedRowsAndASidecar) {
   clock().sleep(125);
   ASSERT_TRUE(dtdr_save_row("1,2,3", 0));
   dtdr_close();
-  ::tzset();
   EXPECT_EQ(read_file(name(0)),
             "time,t_s,torque_lbf-in,speed_RPM,power_Hp,temperature_F,event\r\n"
             "2026-11-23T10:00:00.000+01:00,0.000,1.5,2,3,,\r\n"

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 
@@ -45,6 +46,7 @@ EnvGuard::~EnvGuard() {
     else
       ::unsetenv(name.c_str());
   }
+  ::tzset();
 }
 
 void EnvGuard::set(const std::string& name, const std::optional<std::string>& value) {
@@ -56,6 +58,7 @@ void EnvGuard::set(const std::string& name, const std::optional<std::string>& va
     ::setenv(name.c_str(), value->c_str(), 1);
   else
     ::unsetenv(name.c_str());
+  ::tzset();  // a change of TZ takes effect at once
 }
 
 }  // namespace ovn::test

@@ -42,7 +42,7 @@ class TempDir {
 };
 
 // Sets (or with nothing, unsets) environment variables for the life of the object, and
-// puts the old values back afterwards.
+// puts the old values back afterwards. The time zone follows TZ at once.
 class EnvGuard {
  public:
   EnvGuard() = default;
