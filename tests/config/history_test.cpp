@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "foundation/debug_log.h"
 #include "link/rs232.h"
 #include "support/fake_port.h"
 #include "support/scripted_operator.h"

@@ -1,7 +1,6 @@
 #include "foundation/version_notice.h"
 
 #include "build_info.h"
-#include "foundation/debug_log.h"
 #include "foundation/platform.h"
 #include "support/seams.h"
 #include "support/temp_dir.h"

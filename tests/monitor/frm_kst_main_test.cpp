@@ -11,7 +11,6 @@
 #include <set>
 
 #include "build_info.h"
-#include "foundation/debug_log.h"
 #include "foundation/kw.h"
 #include "foundation/settings.h"
 #include "foundation/units.h"

@@ -8,13 +8,8 @@
 #include <sstream>
 
 #include "adjust/acquire.h"
-#include "foundation/debug_log.h"
 #include "foundation/settings.h"
 #include "instrument/ovn_mode.h"
-#include "instrument/tm_info.h"
-#include "link/rs232.h"
-#include "link/selcom.h"
-#include "monitor/data_dir.h"
 #include "monitor/headless.h"
 #include "sim/sim_instrument.h"
 #include "sim/sim_port.h"

@@ -15,10 +15,7 @@
 #include <stdexcept>
 
 #include "build_info.h"
-#include "foundation/debug_log.h"
 #include "foundation/kw.h"
-#include "instrument/tm_info.h"
-#include "link/rs232.h"
 #include "link/selcom.h"
 #include "monitor/data_dir.h"
 #include "sim/sim_instrument.h"

@@ -14,10 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/debug_log.h"
-#include "instrument/tm_info.h"
-#include "link/rs232.h"
-#include "link/selcom.h"
 #include "monitor/headless.h"
 #include "qt/qt_event_wait.h"
 #include "qt/qt_serial_port.h"

@@ -15,7 +15,6 @@
 #include <QPushButton>
 
 #include "foundation/version_notice.h"
-#include "link/rs232.h"
 #include "monitor/data_dir.h"
 #include "monitor/gestures.h"
 #include "qt/history_chart.h"

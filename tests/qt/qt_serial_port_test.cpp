@@ -19,7 +19,6 @@
 #include <fstream>
 #include <string>
 
-#include "foundation/debug_log.h"
 #include "link/rs232.h"
 #include "support/qt_application.h"
 #include "support/seams.h"

@@ -10,7 +10,6 @@
 #include <filesystem>
 
 #include "foundation/settings.h"
-#include "link/rs232.h"
 #include "link/selcom.h"
 #include "sim/sim_port.h"
 #include "support/qt_application.h"

@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/debug_log.h"
 #include "link/rs232.h"
-#include "link/selcom.h"
 #include "sim/sim_port.h"
 #include "support/forwarding_port.h"
 #include "support/scripted_operator.h"
