@@ -51,31 +51,12 @@ void check_button(int answer, const GibButtonList& list, const std::string& list
 }  // namespace
 
 const char* box_kind_name(BoxKind kind) {
-  switch (kind) {
-    case BoxKind::Gib:
-      return "gib";
-    case BoxKind::Gibcb:
-      return "gibcb";
-    case BoxKind::DisplayData:
-      return "display_data";
-    case BoxKind::UserInput:
-      return "user_input";
-    case BoxKind::InputBox:
-      return "input box";
-    case BoxKind::MsgBox:
-      return "message box";
-    case BoxKind::FileDialog:
-      return "file dialog";
-    case BoxKind::ColorDialog:
-      return "colour dialog";
-    case BoxKind::Password:
-      return "password dialog";
-    case BoxKind::Grid:
-      return "grid form";
-    case BoxKind::Selcom:
-      return "port selection form";
-  }
-  return "?";
+  // In the order of BoxKind.
+  static const char* const kNames[] = {
+      "gib",         "gibcb",       "display_data",  "user_input",          "input box",
+      "message box", "file dialog", "colour dialog", "port selection form", "password dialog",
+      "grid form"};
+  return kNames[static_cast<int>(kind)];
 }
 
 ScriptedOperator::ScriptedOperator() : previous_(current_operator()) {
