@@ -32,7 +32,11 @@ class HeadlessRunTest : public SeamsTest {
 
   // Runs `runs` with `answers` as the answers file.
   int run(std::vector<std::string> runs, const std::string& answers) {
-    reset_modules();  // each run is a program of its own
+    // Each run is a program of its own, with its own output.
+    reset_modules();
+    out.str("");
+    err.str("");
+    port.clear_transcript();
     args.runs = std::move(runs);
     args.answers = dir.write("answers.txt", answers);
     return headless_run(port, args, out, err, &simulation);
@@ -123,9 +127,6 @@ TEST_F(HeadlessRunTest, AnswersThatFailCancelTheProcedureServeNoMoreAndEndWith4)
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.answers);
-    err.str("");
-    out.str("");
-    port.clear_transcript();
     EXPECT_EQ(run({"Termination Resistor", "Tare"}, row.answers), kHeadlessAnswers);
     std::string e = err.str();
     EXPECT_NE(e.find(row.said), std::string::npos) << e;
@@ -167,9 +168,6 @@ TEST_F(HeadlessRunTest, AnEntryNotAvailableHereIsRefusedWith5BeforeAnyRunIsServe
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.caption);
-    err.str("");
-    out.str("");
-    port.clear_transcript();
     sim.locked = row.locked;
     EXPECT_EQ(run({"Tare", row.caption}, "Apply\n"), row.code);
     EXPECT_NE(err.str().find(row.said), std::string::npos) << err.str();
@@ -226,8 +224,6 @@ TEST_F(HeadlessRunTest, TheButtonsRunByTheirCaptionsAndSimLinesHoldTheLoad) {
   EXPECT_NE(err.str().find("ovn-kst: sim load=1000\n"), std::string::npos);
 
   args.simulate = false;
-  err.str("");
-  port.clear_transcript();
   EXPECT_EQ(run({"Tare"}, "OK\nsim temp=80\n"), kHeadlessBadArgs);
   EXPECT_EQ(err.str(),
             "ovn-kst: --answers: line 2: \"sim temp=80\": sim lines hold what the simulated "
@@ -243,7 +239,6 @@ TEST_F(HeadlessRunTest, TechnicianModeTakesThePhraseFromTheAnswersOrTheSimulatio
       << err.str();
   EXPECT_EQ(ovn_mode_current(), 0);
 
-  err.str("");
   args.simulate = true;
   EXPECT_EQ(run({}, ""), kHeadlessOk) << err.str();
   EXPECT_NE(err.str().find("? Enter Password -> =***, Ok\n"), std::string::npos) << err.str();
@@ -357,7 +352,7 @@ TEST_F(HeadlessRunTest, APublishingRunTellsItsStatusSessionLiveDataAndEventsAsJs
   MqttListener listener(broker.port(), "ovn/#");
   ASSERT_TRUE(eventually([&] { return listener.subscribed(); }));
   args.samples = 300;
-  if (std::getenv("NOSAVE") == nullptr) args.save_dir = dir / "runs";
+  args.save_dir = dir / "runs";
   args.publish = "mqtt://127.0.0.1:" + std::to_string(broker.port()) + "/ovn";
   EXPECT_EQ(run({}, ""), kHeadlessOk) << err.str();
   ASSERT_TRUE(eventually([&] { return listener.on("status").size() >= 2; })) << err.str();
