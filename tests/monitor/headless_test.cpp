@@ -59,7 +59,11 @@ class HeadlessTest : public SeamsTest {
     set_command_line("-nocommportscan");  // every port number counts as present
   }
 
+  // A run of the program of its own: fresh modules, empty output.
   int run(FailurePolicy policy) {
+    reset_modules();
+    out.str("");
+    err.str("");
     HeadlessArgs args;
     args.on_failure = policy;
     return headless_run(line, args, out, err);
@@ -91,7 +95,6 @@ TEST_F(HeadlessTest, NoInstrumentTalkingEndsTheRunWithExitCode1AndSaysWhyOnStder
   // The port selection has no Skip: without an instrument there is nothing to go on with.
   for (FailurePolicy policy : {FailurePolicy::Abort, FailurePolicy::Skip}) {
     SCOPED_TRACE(failure_policy_name(policy));
-    err.str("");
     EXPECT_PROCESS_EXIT(run(policy), kHeadlessAborted);
     EXPECT_EQ(out.str(), "") << "no record without an instrument";
     std::string e = err.str();
@@ -137,9 +140,6 @@ TEST_F(HeadlessTest, AFailedExchangeInTheSessionReadIsAnsweredByThePolicy) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(failure_policy_name(row.policy));
-    reset_modules();
-    out.str("");
-    err.str("");
     line.silence("UIB", row.silent_attempts);
     int code = -1;
     try {
