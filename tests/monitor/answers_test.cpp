@@ -112,7 +112,9 @@ TEST(Answers, AMenuCaptionNamesItsEntryWithOrWithoutDotsAndByItsFirstLine) {
 class AnswersOperatorTest : public SeamsTest {
  protected:
   ~AnswersOperatorTest() override { set_operator(nullptr); }
+  // A new operator on `text`, with an empty log.
   AnswersOperator& make(const std::string& text) {
+    log.str("");
     AnswerScript s = answers_parse(text);
     EXPECT_TRUE(s.error.empty()) << s.error;
     op.emplace(s.answers, FailurePolicy::Skip, log,
@@ -209,7 +211,6 @@ TEST_F(AnswersOperatorTest, AfterTheAnswersFailEveryBoxGetsTheCautiousAnswer) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.script);
-    log.str("");
     AnswersOperator& o = make(row.script);
     EXPECT_EQ(msg_box("Overwrite it?", MsgButtons::YesNo, "Save"), MsgAnswer::No);
     EXPECT_TRUE(o.failed());
@@ -243,7 +244,6 @@ TEST_F(AnswersOperatorTest, SettingsAndFieldsMustBeNamedAndTheFailureChangesNoth
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.script);
-    log.str("");
     make(row.script);
     int32_t value = 0;
     EXPECT_EQ(gibcb(value, "RS485 Termination ^Off^On^", "Apply Changes|Cancel", "Info Box"), 1)
@@ -251,7 +251,6 @@ TEST_F(AnswersOperatorTest, SettingsAndFieldsMustBeNamedAndTheFailureChangesNoth
     EXPECT_EQ(log.str().rfind(row.said, 0), 0u) << log.str();
     EXPECT_EQ(value, 0);
   }
-  log.str("");
   make("Shaft=S9\nName=x\nOk\n");
   EXPECT_FALSE(user_input_text("|", "Name|Bench 1|the bench|Shaft|)S1|read-only", "Identity"))
       << "a read-only field takes no text";

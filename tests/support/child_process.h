@@ -57,7 +57,6 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  pid_t pid() const { return pid_; }
   void signal(int sig) const {
     if (pid_ > 0) ::kill(pid_, sig);
   }
