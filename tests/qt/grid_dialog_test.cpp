@@ -34,12 +34,6 @@ class GridDialogTest : public NoiseTest {
     set_event_pump(nullptr);
     QApplication::processEvents();
   }
-  template <typename W>
-  static W* child(QWidget* w, const QString& name) {
-    W* found = w->findChild<W*>(name);
-    EXPECT_NE(found, nullptr) << name.toStdString();
-    return found;
-  }
   qt::QtOperator qt_op;
 };
 

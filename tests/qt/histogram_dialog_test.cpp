@@ -34,12 +34,6 @@ class HistogramDialogTest : public NoiseTest {
     histogram_reset(h);
     return h;
   }
-  template <typename W>
-  static W* child(QWidget& w, const char* name) {
-    W* found = w.findChild<W*>(name);
-    EXPECT_NE(found, nullptr) << name;
-    return found;
-  }
 };
 
 TEST_F(HistogramDialogTest, TheTimerFillsTheBarsAndTheControlsReachTheModel) {
@@ -52,22 +46,22 @@ TEST_F(HistogramDialogTest, TheTimerFillsTheBarsAndTheControlsReachTheModel) {
   dialog.show();
   for (int i = 0; i < 40; ++i) dialog.tick();
   EXPECT_GT(stts_num(h.record), 50);
-  EXPECT_EQ(child<QLabel>(dialog, "lb_count")->text().toStdString(), h.lb_count);
-  EXPECT_EQ(child<QLabel>(dialog, "lb_title")->text().toStdString(), h.title);
+  EXPECT_EQ(child<QLabel>(&dialog, "lb_count")->text().toStdString(), h.lb_count);
+  EXPECT_EQ(child<QLabel>(&dialog, "lb_title")->text().toStdString(), h.title);
   dialog.mouse_at(static_cast<double>(h.highest));
-  EXPECT_NE(child<QLabel>(dialog, "lb_mouse")->text().toStdString().find(" readings"),
+  EXPECT_NE(child<QLabel>(&dialog, "lb_mouse")->text().toStdString().find(" readings"),
             std::string::npos);
   QApplication::processEvents();
   if (const char* shots = std::getenv("OVN_SCREENSHOT_DIR"))
     dialog.grab().save(QString(shots) + "/histogram.png");
 
-  child<QCheckBox>(dialog, "cb_cmd1")->setChecked(false);  // "Show Empty Buckets"
+  child<QCheckBox>(&dialog, "cb_cmd1")->setChecked(false);  // "Show Empty Buckets"
   EXPECT_FALSE(h.cb_show_empty);
-  child<QCheckBox>(dialog, "cb_cmd2")->setChecked(true);  // "*MaxAllowNoise": counted anew
+  child<QCheckBox>(&dialog, "cb_cmd2")->setChecked(true);  // "*MaxAllowNoise": counted anew
   EXPECT_TRUE(h.cb_max_allow_noise);
   EXPECT_EQ(stts_num(h.record), 0);
   dialog.tick();
-  child<QPushButton>(dialog, "btn_reset")->click();
+  child<QPushButton>(&dialog, "btn_reset")->click();
   EXPECT_TRUE(h.due);
   EXPECT_EQ(h.lb_count, "Readings:0  Max=0");
 }
@@ -76,12 +70,12 @@ TEST_F(HistogramDialogTest, TheRateFormTakesItsBucketSizeAndAxisFromItsBoxes) {
   open_kst(0.5);
   FrmTmHistogram h = form(true);
   qt::HistogramDialog dialog(h);
-  EXPECT_FALSE(child<QCheckBox>(dialog, "cb_cmd2")->isEnabled());
-  QLineEdit* size = child<QLineEdit>(dialog, "txt_bucket_size");
+  EXPECT_FALSE(child<QCheckBox>(&dialog, "cb_cmd2")->isEnabled());
+  QLineEdit* size = child<QLineEdit>(&dialog, "txt_bucket_size");
   size->setText("5");
   emit size->editingFinished();
   EXPECT_EQ(h.txt_bucket_size, "5");
-  QLineEdit* top = child<QLineEdit>(dialog, "txt_yaxis");
+  QLineEdit* top = child<QLineEdit>(&dialog, "txt_yaxis");
   top->setText("30");
   emit top->editingFinished();
   for (int i = 0; i < 5; ++i) dialog.tick();

@@ -26,12 +26,7 @@
 namespace ovn::qt {
 namespace {
 
-template <typename W = QWidget>
-W* child(QWidget* parent, const QString& name) {
-  W* found = parent->findChild<W*>(name);
-  EXPECT_NE(found, nullptr) << "no widget " << name.toStdString();
-  return found;
-}
+using test::child;
 
 // Sends a key press and release to the widget with the focus (or the top dialog).
 void key(int code, const QString& text = QString()) {
