@@ -307,8 +307,8 @@ void on_each_sample(SimPort& port, const std::function<void(int)>& act) {
 }
 
 // The instrument goes silent for good after 50 samples, under --on-failure skip: the run
-// still ends by its sample count (each failed round counts), in time. (Its duration ending
-// it is tried over a real line.)
+// still ends by its sample count, each failed round counting. (Its duration ending it in
+// time is tried over a real line.)
 TEST_F(HeadlessMonitorTest, UnderSkipADeadInstrumentsRunStillEndsByItsSampleCount) {
   args.on_failure = FailurePolicy::Skip;
   args.samples = 60;
