@@ -13,7 +13,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -192,67 +191,5 @@ class MqttListener {
   bool subscribed_ = false;
   std::vector<Heard> heard_;
 };
-
-// True when `text` is one JSON value and nothing more (syntax only).
-inline bool json_valid(const std::string& text) {
-  size_t i = 0;
-  std::function<bool()> value;
-  auto ws = [&] {
-    while (i < text.size() &&
-           (text[i] == ' ' || text[i] == '\n' || text[i] == '\r' || text[i] == '\t'))
-      ++i;
-  };
-  auto string = [&] {
-    if (i >= text.size() || text[i] != '"') return false;
-    for (++i; i < text.size(); ++i) {
-      if (text[i] == '\\') {
-        ++i;
-      } else if (text[i] == '"') {
-        ++i;
-        return true;
-      } else if (static_cast<unsigned char>(text[i]) < 0x20) {
-        return false;
-      }
-    }
-    return false;
-  };
-  auto list = [&](char open, char close, bool keyed) {
-    if (text[i] != open) return false;
-    ++i;
-    ws();
-    if (i < text.size() && text[i] == close) return ++i, true;
-    for (;;) {
-      ws();
-      if (keyed) {
-        if (!string()) return false;
-        ws();
-        if (i >= text.size() || text[i++] != ':') return false;
-      }
-      if (!value()) return false;
-      ws();
-      if (i < text.size() && text[i] == ',') {
-        ++i;
-        continue;
-      }
-      return i < text.size() && text[i++] == close;
-    }
-  };
-  value = [&]() -> bool {
-    ws();
-    if (i >= text.size()) return false;
-    const char c = text[i];
-    if (c == '{') return list('{', '}', true);
-    if (c == '[') return list('[', ']', false);
-    if (c == '"') return string();
-    for (const char* word : {"true", "false", "null"})
-      if (text.compare(i, std::strlen(word), word) == 0) return i += std::strlen(word), true;
-    const size_t start = i;
-    while (i < text.size() && std::strchr("+-0123456789.eE", text[i]) != nullptr) ++i;
-    return i > start;
-  };
-  const bool ok = value();
-  ws();
-  return ok && i == text.size();
-}
 
 }  // namespace ovn::test
