@@ -14,6 +14,7 @@
 #include <QScrollArea>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 
 namespace ovn::qt {
@@ -439,7 +440,13 @@ UserInputDialog::UserInputDialog(const UserInputForm& form, const std::vector<st
   setWindowFlag(Qt::WindowContextHelpButtonHint, false);
   setWindowTitle(latin1(form.title));
   QFont fixed = operator_font("Courier New", 10);
-  int width = QFontMetrics(fixed).horizontalAdvance("j234567890");
+  // Ten characters at least, and room for the longest text shown (a model name such as
+  // "ZQVD52002V(2-3 lbf-in)") up to forty.
+  size_t chars = 10;
+  for (size_t i = 0; i < form.fields.size(); ++i)
+    chars = std::max(chars, (i < typed.size() ? typed[i] : form.fields[i].data).size() + 1);
+  int width = QFontMetrics(fixed).horizontalAdvance(
+      QString(static_cast<int>(std::min<size_t>(chars, 40)), '0'));
 
   auto* list = new QWidget;
   auto* grid = new QGridLayout(list);

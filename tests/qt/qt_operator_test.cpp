@@ -404,8 +404,9 @@ TEST_F(QtOperatorTest, UserInputWalksTheEnabledFieldsSelectingEachAndReturnsWhat
     QLineEdit* f[3];
     for (int i = 0; i < 3; ++i) f[i] = child<QLineEdit>(form, QString("txt_field_%1").arg(i));
     EXPECT_TRUE(f[1]->isReadOnly());
-    EXPECT_EQ(f[1]->text(), "KST-100");
-    EXPECT_GE(f[0]->width(), f[0]->fontMetrics().horizontalAdvance("j234567890"));
+    EXPECT_EQ(f[1]->text(), "ZQVD52002V(2-3 lbf-in)");
+    // Every field is as wide as the longest text, which shows whole.
+    EXPECT_GE(f[0]->width(), f[0]->fontMetrics().horizontalAdvance(f[1]->text()));
     EXPECT_EQ(child<QPushButton>(form, "btn_accept")->text(), "Ok");
     auto focus_and_selection = [&] {
       QApplication::processEvents();
@@ -426,12 +427,13 @@ TEST_F(QtOperatorTest, UserInputWalksTheEnabledFieldsSelectingEachAndReturnsWhat
     key(Qt::Key_Return);
   });
   EXPECT_TRUE(user_input_text(
-      "|", "Serial|1234|on the label||Model|)KST-100 |read only|Range|500|N", "Identity"));
+      "|", "Serial|1234|on the label||Model|)ZQVD52002V(2-3 lbf-in) |read only|Range|500|N",
+      "Identity"));
   std::vector<QString> expected = {"txt_field_0=1234", "txt_field_2=500", "txt_field_0=1234",
                                    "txt_field_2=500"};
   EXPECT_EQ(selected, expected);
   EXPECT_EQ(user_input_data(0), "9876");
-  EXPECT_EQ(user_input_data(1), "KST-100");
+  EXPECT_EQ(user_input_data(1), "ZQVD52002V(2-3 lbf-in)");
   EXPECT_EQ(user_input_data(2), "750");
 }
 
