@@ -25,29 +25,15 @@ class CheckConfigTest : public NoiseTest {
     open_kst(0.5);
     sim.physics.zero_counts = 200;
     sim.physics.torque.a = 0;
+    // clang-format off
     const std::map<std::string, std::string> params = {
-        {"UIA", "ZQVD52002V(2-3 lbf-in)"},
-        {"CE1A", "2000"},
-        {"UIB", "1234"},
-        {"CF1A", "200"},
-        {"CF1C", "-81200"},
-        {"SVA", "100000"},
-        {"SVB", "-100100"},
-        {"TCA", "75"},
-        {"TCC", "75"},
-        {"TCE", "75"},
-        {"TCB", "0.01"},
-        {"TCD", "65000000"},
-        {"CE3A", double_text(2000 * 15000 / 63025.35746439056)},
-        {"AOM", "54300"},
-        {"AON", "33000"},
-        {"AOO", "11700"},
-        {"AOP", "54300"},
-        {"AOQ", "33000"},
-        {"AOR", "11700"},
-        {"AOS", "54300"},
-        {"AOT", "33000"},
-        {"AOU", "11700"}};
+        {"UIA", "ZQVD52002V(2-3 lbf-in)"}, {"CE1A", "2000"}, {"UIB", "1234"}, {"CF1A", "200"},
+        {"CF1C", "-81200"}, {"SVA", "100000"}, {"SVB", "-100100"}, {"TCA", "75"}, {"TCC", "75"},
+        {"TCE", "75"}, {"TCB", "0.01"}, {"TCD", "65000000"},
+        {"CE3A", double_text(2000 * 15000 / 63025.35746439056)}, {"AOM", "54300"}, {"AON", "33000"},
+        {"AOO", "11700"}, {"AOP", "54300"}, {"AOQ", "33000"}, {"AOR", "11700"}, {"AOS", "54300"},
+        {"AOT", "33000"}, {"AOU", "11700"}};
+    // clang-format on
     for (const auto& [name, value] : params) sim_set_param(sim, name, value);
     sim_set_param(sim, "UIA", "ZQVD52002V(2-3 lbf-in)");
     port.clear_transcript();
