@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "foundation/debug_log.h"
@@ -152,13 +153,17 @@ bool QtSerialPort::lost() {
   // A read that ends (0 bytes: hang-up) or fails with EIO means the device is gone.
   auto e = serial_.error();
   if (e != QSerialPort::ResourceError && e != QSerialPort::ReadError) return false;
-  debug_log("RS232 " + opened_device_ + " lost: " + serial_.errorString().toStdString());
+  mark_lost(serial_.errorString().toStdString());
+  return true;
+}
+
+void QtSerialPort::mark_lost(const std::string& why) {
+  debug_log("RS232 " + opened_device_ + " lost: " + why);
   lost_baud_ = serial_.baudRate();
   serial_.close();
   serial_.clearError();
   lost_ = away_ = true;
   next_look_ms_ = now_ms() + kLookIntervalMs;
-  return true;
 }
 
 void QtSerialPort::look_for_device() {
@@ -184,9 +189,10 @@ std::string QtSerialPort::input() {
 
 void QtSerialPort::output(const std::string& text) {
   if (lost_ || !serial_.isOpen()) return;
-  serial_.write(text.data(), qint64(text.size()));
-  serial_.flush();  // on the line now, not when the event loop next runs
-  if (!lost()) serial_.clearError();
+  // Straight to the driver: on the line now, and no write notifier for the event loop to
+  // switch on and off for every request.
+  const int error = serial_write_all(int(serial_.handle()), text.data(), text.size());
+  if (error == EIO || error == ENXIO || error == ENODEV) mark_lost(std::strerror(error));
 }
 
 bool QtSerialPort::get_state_baud(long& baud, int& os_error) {

@@ -56,6 +56,8 @@ class QtSerialPort final : public PortService {
   // Closes the device when it has gone and keeps the port open and silent; true when
   // the device is away.
   bool lost();
+  // The device went away (`why`): the port closes and is looked for again.
+  void mark_lost(const std::string& why);
   // Opens the device with the present settings; false with `error` when it cannot.
   bool open_device(const std::string& device, std::string& error);
   // While the device is away: tries to open it again, at most every few hundred ms.

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -36,6 +37,25 @@ int serial_latency_timer_ms(const std::string& device) {
 bool serial_fd_readable(int fd) {
   pollfd p{fd, POLLIN, 0};
   return poll(&p, 1, 0) > 0 && (p.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+}
+
+int serial_write_all(int fd, const char* data, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    ssize_t n = ::write(fd, data + done, size - done);
+    if (n > 0) {
+      done += static_cast<size_t>(n);
+    } else if (n < 0 && errno == EINTR) {
+      continue;
+    } else if (n < 0 && errno == EAGAIN) {
+      // The driver's buffer is full: wait for room, a second at most.
+      pollfd p{fd, POLLOUT, 0};
+      if (::poll(&p, 1, 1000) <= 0) return EAGAIN;
+    } else {
+      return n < 0 ? errno : EIO;
+    }
+  }
+  return 0;
 }
 
 std::vector<std::pair<std::string, std::string>> serial_stable_links() {
