@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 
 #include <filesystem>
 #include <fstream>
@@ -41,6 +42,7 @@ bool serial_fd_readable(int fd) {
 
 int serial_write_all(int fd, const char* data, size_t size) {
   size_t done = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
   while (done < size) {
     ssize_t n = ::write(fd, data + done, size - done);
     if (n > 0) {
@@ -48,9 +50,11 @@ int serial_write_all(int fd, const char* data, size_t size) {
     } else if (n < 0 && errno == EINTR) {
       continue;
     } else if (n < 0 && errno == EAGAIN) {
-      // The driver's buffer is full: wait for room, a second at most.
+      // The driver's buffer is full: wait for room, a second at most in all.
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+          deadline - std::chrono::steady_clock::now());
       pollfd p{fd, POLLOUT, 0};
-      if (::poll(&p, 1, 1000) <= 0) return EAGAIN;
+      if (left.count() <= 0 || ::poll(&p, 1, static_cast<int>(left.count())) <= 0) return EAGAIN;
     } else {
       return n < 0 ? errno : EIO;
     }

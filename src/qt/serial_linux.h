@@ -16,7 +16,7 @@ int serial_latency_timer_ms(const std::string& device);
 // True when the descriptor has input waiting, or has hung up (the read then reports it).
 bool serial_fd_readable(int fd);
 // Writes all of `data` to the (non-blocking) descriptor at once, waiting for room in the
-// driver's buffer when it is full. 0, or the error that stopped it.
+// driver's buffer when it is full (a second at most). 0, or the error that stopped it.
 int serial_write_all(int fd, const char* data, size_t size);
 // The stable links under /dev/serial/by-id and the device each points to.
 std::vector<std::pair<std::string, std::string>> serial_stable_links();

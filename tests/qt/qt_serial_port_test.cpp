@@ -14,6 +14,7 @@
 #include <memory>
 
 #include <QCoreApplication>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -236,6 +237,22 @@ TEST_F(QtSerialPortTest, AnUnpluggedDeviceKeepsThePortSilentUntilItComesBack) {
   EXPECT_EQ(got, "12.5\r");
   port.close();
   ::unlink(link.c_str());
+}
+
+// A request is written whole to the driver at once; a line nobody reads holds it up for a
+// second at most, and a line whose other side has gone says so.
+TEST_F(QtSerialPortTest, AWriteWaitsForRoomBoundedAndTellsAGoneLine) {
+  fcntl(slave_, F_SETFL, fcntl(slave_, F_GETFL) | O_NONBLOCK);
+  EXPECT_EQ(qt::serial_write_all(slave_, "AVR\n", 4), 0);
+  EXPECT_EQ(instrument_reads(), "AVR\n");
+  const std::string flood(1 << 20, 'x');  // far more than the driver holds
+  const double start = now_ms();
+  EXPECT_EQ(qt::serial_write_all(slave_, flood.data(), flood.size()), EAGAIN);
+  EXPECT_GE(now_ms() - start, 1000);
+  EXPECT_LT(now_ms() - start, 1500);
+  ::close(master_);
+  master_ = -1;
+  EXPECT_EQ(qt::serial_write_all(slave_, "AVR\n", 4), EIO);
 }
 
 TEST_F(QtSerialPortTest, ANumberWithoutADeviceDoesNotOpen) {
