@@ -51,8 +51,8 @@ int serial_write_all(int fd, const char* data, size_t size) {
       continue;
     } else if (n < 0 && errno == EAGAIN) {
       // The driver's buffer is full: wait for room, a second at most in all.
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
+      const auto left =
+          std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       pollfd p{fd, POLLOUT, 0};
       if (left.count() <= 0 || ::poll(&p, 1, static_cast<int>(left.count())) <= 0) return EAGAIN;
     } else {

@@ -248,7 +248,7 @@ TEST_F(QtSerialPortTest, AWriteWaitsForRoomBoundedAndTellsAGoneLine) {
   const std::string flood(1 << 20, 'x');  // far more than the driver holds
   const double start = now_ms();
   EXPECT_EQ(qt::serial_write_all(slave_, flood.data(), flood.size()), EAGAIN);
-  EXPECT_GE(now_ms() - start, 1000);
+  EXPECT_GE(now_ms() - start, 990);  // the program's clock and the driver's wait may differ
   EXPECT_LT(now_ms() - start, 1500);
   ::close(master_);
   master_ = -1;
